@@ -1,0 +1,38 @@
+#!/usr/bin/env python3
+"""Regenerates the platform declarations, the ARM layout check and the
+simulator's call stubs and type tables from platform/facts.
+
+Run by a developer after changing the facts or this generator; the outputs are
+committed so that a build needs no Python.
+"""
+import sys
+
+from facts import Facts
+from headers import HeaderWriter
+
+
+def main():
+    facts = Facts()
+    writer = HeaderWriter(facts)
+    headers = writer.write()
+    # include cycles would make declaration order depend on the first include
+    graph = {h: writer.header_deps(h) for h in headers}
+    seen, stack = set(), []
+
+    def visit(h):
+        if h in stack:
+            sys.exit("header include cycle: " + " -> ".join(stack[stack.index(h):] + [h]))
+        if h in seen:
+            return
+        stack.append(h)
+        for d in graph[h]:
+            visit(d)
+        stack.pop()
+        seen.add(h)
+    for h in headers:
+        visit(h)
+    print("%d headers" % len(headers))
+
+
+if __name__ == "__main__":
+    main()
