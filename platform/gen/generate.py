@@ -9,6 +9,7 @@ import sys
 
 from facts import Facts
 from headers import HeaderWriter
+import layout
 
 
 def main():
@@ -31,6 +32,7 @@ def main():
         seen.add(h)
     for h in headers:
         visit(h)
+    layout.write(facts, headers)
     print("%d headers" % len(headers))
 
 
