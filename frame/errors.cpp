@@ -15,6 +15,10 @@ const char* DebugTime::TimeString(char* buf) const {
   std::time_t now = std::time(nullptr);
   std::tm tm;
   if (!localtime_r(&now, &tm)) return nullptr;
+  return formatTimeStamp(tm, buf);
+}
+
+const char* formatTimeStamp(const struct tm& tm, char* buf) {
   std::snprintf(buf, 32, "[%02d-%02d %02d:%02d:%02d]", tm.tm_mon + 1, tm.tm_mday, tm.tm_hour,
                 tm.tm_min, tm.tm_sec);
   return buf;

@@ -12,6 +12,8 @@
 #include <iosfwd>
 #include <iostream>
 
+struct tm;
+
 struct lua_State;
 
 namespace Tessel {
@@ -26,6 +28,9 @@ class DebugTime {
 std::ostream& operator<<(std::ostream& os, const DebugTime& t);
 
 extern const DebugTime _TESSEL_DBG_TIME;
+
+// Formats a broken-down local time as "[MM-DD hh:mm:ss]" into buf (32 bytes).
+const char* formatTimeStamp(const struct tm& tm, char* buf);
 
 class MPPConvException {
  public:
