@@ -10,6 +10,7 @@ import sys
 from facts import Facts
 from headers import HeaderWriter
 import layout
+from simgen import SimWriter
 
 
 def main():
@@ -33,6 +34,7 @@ def main():
     for h in headers:
         visit(h)
     layout.write(facts, headers)
+    SimWriter(facts).write()
     print("%d headers" % len(headers))
 
 

@@ -1,0 +1,35 @@
+// Objects the core tracks before any module file adds behaviour: creating
+// and destroying VENC channels, and "does not exist" for every other call on
+// a channel never created. These handlers are weak: platform/sim/venc.cpp
+// replaces them by defining its own.
+#include "sim/sim.h"
+
+namespace sim {
+
+HI_S32 tracked_default(int mod, int dev, int chn, int limit) {
+    if (chn < 0 || chn >= limit) return err(mod, INVALID_CHNID);
+    if (!find(Key{mod, dev, chn})) return err(mod, UNEXIST);
+    return err(mod, NOT_SUPPORT);
+}
+
+namespace h {
+
+__attribute__((weak)) HI_S32 HI_MPI_VENC_CreateChn(VENC_CHN chn, const VENC_CHN_ATTR_S* attr) {
+    if (chn < 0 || chn >= VENC_MAX_CHN_NUM) return err(HI_ID_VENC, INVALID_CHNID);
+    if (!attr) return err(HI_ID_VENC, NULL_PTR);
+    if (find(Key{HI_ID_VENC, 0, chn})) return err(HI_ID_VENC, EXIST);
+    Object& o = obtain(Key{HI_ID_VENC, 0, chn});
+    o.created = true;
+    o.put("ChnAttr", *attr);
+    return HI_SUCCESS;
+}
+
+__attribute__((weak)) HI_S32 HI_MPI_VENC_DestroyChn(VENC_CHN chn) {
+    if (chn < 0 || chn >= VENC_MAX_CHN_NUM) return err(HI_ID_VENC, INVALID_CHNID);
+    if (!find(Key{HI_ID_VENC, 0, chn})) return err(HI_ID_VENC, UNEXIST);
+    destroy(Key{HI_ID_VENC, 0, chn});
+    return HI_SUCCESS;
+}
+
+}  // namespace h
+}  // namespace sim

@@ -1,0 +1,133 @@
+// The host simulator of the vendor platform: the API module behaviour files
+// (platform/sim/<module>.cpp) use. See platform/sim/README.md.
+#pragma once
+
+#include <map>
+#include <string>
+#include <vector>
+
+#include "sim/decode.h"
+#include "sim/handlers.h"
+
+namespace sim {
+
+// ---- error codes ----------------------------------------------------------
+enum Reason {
+    INVALID_DEVID = 1, INVALID_CHNID = 2, ILLEGAL_PARAM = 3, EXIST = 4, UNEXIST = 5,
+    NULL_PTR = 6, NOT_CONFIG = 7, NOT_SUPPORT = 8, NOT_PERM = 9, NOMEM = 12,
+    NOBUF = 13, SYS_NOTREADY = 16, BUSY = 18,
+};
+
+// The platform's code: 0xA0000000 | module << 16 | level 4 << 13 | reason.
+constexpr HI_S32 err(unsigned module, unsigned reason) {
+    return (HI_S32)(0xA0000000u | module << 16 | 4u << 13 | reason);
+}
+
+// ---- journal ----------------------------------------------------------------
+struct Entry {
+    std::string name;
+    std::vector<Value> args;  // n = args.size(); a Nil is a null pointer
+    Value ret;
+};
+
+size_t journal_size();
+const Entry& journal_entry(size_t i);
+void journal_clear();
+void journal_add(Entry entry);
+
+// ---- faults -----------------------------------------------------------------
+bool known_function(const char* name);  // an exported HI_MPI_* name, or "ioctl"
+void fail(const char* name, HI_S32 code, int times);
+bool take_fault(const char* name, HI_S32* code);  // consumes one pending fault
+
+// One call of an exported function, journaled when it returns. Holds the
+// simulator's lock for its lifetime, so handlers run one at a time.
+class Call {
+public:
+    Call(const char* name, int nargs);
+    ~Call();
+    Call(const Call&) = delete;
+    Call& operator=(const Call&) = delete;
+
+    bool faulted() const { return faulted_; }
+    HI_S32 code() const { return code_; }
+
+    void num(int i, long long v) { entry_.args[i] = Value::integer(v); }
+    void ptr(int i, const void* p) { entry_.args[i] = Value::pointer(p); }
+    void str(int i, const char* s);
+    void in(int i, const void* p, const Type& t);
+    void out(int i, const void* p, const Type& t, bool wrote);
+    void out_ptr(int i, void* const* p, bool wrote);
+    void out_str(int i, const char* p, bool wrote);
+    template <class T> void at(int i, const T* p, bool wrote) {
+        if (p && wrote) num(i, (long long)*p);
+    }
+    void ret(long long r) { entry_.ret = Value::integer(r); }
+    void ret_ptr(const void* r) { entry_.ret = Value::pointer(r); }
+    void ret_none() {}
+
+private:
+    Entry entry_;
+    bool faulted_ = false;
+    HI_S32 code_ = 0;
+};
+
+// ---- state store ------------------------------------------------------------
+// Platform objects keyed by (module, device, channel). An object exists from
+// obtain() until destroy(); what a module file means by its flags and
+// attributes is its own. Keys with a negative device or channel hold module
+// settings (pool configuration, ...) and are not drawn by dot().
+struct Key {
+    int mod, dev, chn;
+    bool operator<(const Key& o) const {
+        return mod != o.mod ? mod < o.mod : dev != o.dev ? dev < o.dev : chn < o.chn;
+    }
+    bool operator==(const Key& o) const { return mod == o.mod && dev == o.dev && chn == o.chn; }
+};
+
+struct Object {
+    bool created = false, enabled = false, started = false;
+    std::map<std::string, std::vector<unsigned char>> attrs;  // "a Get returns what a Set stored"
+    std::map<std::string, long long> values;
+
+    template <class T> void put(const std::string& name, const T& v) {
+        const unsigned char* b = reinterpret_cast<const unsigned char*>(&v);
+        attrs[name].assign(b, b + sizeof v);
+    }
+    template <class T> bool get(const std::string& name, T* out) const {
+        auto it = attrs.find(name);
+        if (it == attrs.end() || it->second.size() != sizeof *out) return false;
+        std::copy(it->second.begin(), it->second.end(), reinterpret_cast<unsigned char*>(out));
+        return true;
+    }
+    bool has(const std::string& name) const { return attrs.count(name) != 0; }
+};
+
+Object* find(Key k);          // null when the object does not exist
+Object& obtain(Key k);        // the object, made (all flags clear) on first use
+void destroy(Key k);          // removes the object and every binding touching it
+std::vector<Key> objects(int mod);  // existing objects of one module, in key order
+
+// Bindings: a source feeds many destinations; a destination has one source.
+bool bind(Key src, Key dst);       // false when dst already has a source
+bool unbind(Key src, Key dst);     // false when not bound that way
+bool source_of(Key dst, Key* src);
+std::vector<Key> destinations(Key src);
+
+// The live pipeline in Graphviz DOT: one node per object, one edge per binding.
+std::string dot();
+
+// Back to power-on: objects, bindings, journal, faults, codec registers; then
+// every function registered with on_reset (for state a module keeps itself).
+void reset();
+void on_reset(void (*fn)());
+
+// ---- defaults for tracked objects -------------------------------------------
+// Channel number out of [0, limit): invalid channel; object missing: does not
+// exist; otherwise not supported (the module file has not defined the call).
+HI_S32 tracked_default(int mod, int dev, int chn, int limit);
+
+extern const char* const function_names[];
+extern const unsigned function_count;
+
+}  // namespace sim

@@ -1,0 +1,112 @@
+// tessel.sim: control of the host simulator from Lua scripts.
+//
+// Lua errors longjmp through these functions (the interpreter is C), so no
+// object with a destructor is alive while a Lua API call can raise: arguments
+// are converted first, journal data is read by reference.
+#include <cstring>
+
+extern "C" {
+#include <lauxlib.h>
+#include <lua.h>
+}
+
+#include "sim/sim.h"
+
+namespace {
+
+void push_value(lua_State* L, const sim::Value& v) {
+    switch (v.kind) {
+    case sim::Value::Nil: lua_pushnil(L); break;
+    case sim::Value::Int: lua_pushinteger(L, (lua_Integer)v.i); break;
+    case sim::Value::Real: lua_pushnumber(L, v.r); break;
+    case sim::Value::Str: lua_pushlstring(L, v.s.data(), v.s.size()); break;
+    case sim::Value::Ptr: lua_pushlightuserdata(L, const_cast<void*>(v.p)); break;
+    case sim::Value::Table:
+        lua_createtable(L, 0, (int)v.fields.size());
+        for (const auto& f : v.fields) {
+            push_value(L, f.second);
+            lua_setfield(L, -2, f.first.c_str());
+        }
+        break;
+    case sim::Value::Seq:
+        lua_createtable(L, (int)v.items.size(), 0);
+        for (size_t i = 0; i < v.items.size(); ++i) {
+            push_value(L, v.items[i]);
+            lua_rawseti(L, -2, (lua_Integer)i + 1);
+        }
+        break;
+    }
+}
+
+int l_reset(lua_State*) {
+    sim::reset();
+    return 0;
+}
+
+int l_clear(lua_State*) {
+    sim::journal_clear();
+    return 0;
+}
+
+int l_calls(lua_State* L) {
+    const size_t n = sim::journal_size();
+    lua_createtable(L, (int)n, 0);
+    for (size_t i = 0; i < n; ++i) {
+        const sim::Entry& e = sim::journal_entry(i);
+        lua_createtable(L, 0, 4);
+        lua_pushlstring(L, e.name.data(), e.name.size());
+        lua_setfield(L, -2, "name");
+        lua_pushinteger(L, (lua_Integer)e.args.size());
+        lua_setfield(L, -2, "n");
+        lua_createtable(L, (int)e.args.size(), 0);
+        for (size_t a = 0; a < e.args.size(); ++a) {
+            push_value(L, e.args[a]);
+            lua_rawseti(L, -2, (lua_Integer)a + 1);
+        }
+        lua_setfield(L, -2, "args");
+        push_value(L, e.ret);
+        lua_setfield(L, -2, "ret");
+        lua_rawseti(L, -2, (lua_Integer)i + 1);
+    }
+    return 1;
+}
+
+int l_fail(lua_State* L) {
+    const char* name = luaL_checkstring(L, 1);
+    const lua_Integer code = luaL_checkinteger(L, 2);
+    const lua_Integer times = luaL_optinteger(L, 3, 1);
+    if (!sim::known_function(name))
+        return luaL_error(L, "sim.fail: unknown platform function '%s'", name);
+    luaL_argcheck(L, code >= -2147483648LL && code <= 0xFFFFFFFFLL, 2, "not a 32-bit status code");
+    luaL_argcheck(L, times >= 1 && times <= 0x7FFFFFFF, 3, "must be a positive count");
+    sim::fail(name, (HI_S32)(unsigned)code, (int)times);
+    return 0;
+}
+
+// Copies the DOT text into buf (when it fits) and returns its length; the
+// string lives only inside this frame, which no Lua error crosses.
+size_t dot_text(char* buf, size_t cap) {
+    const std::string s = sim::dot();
+    if (buf && s.size() <= cap) std::memcpy(buf, s.data(), s.size());
+    return s.size();
+}
+
+int l_dot(lua_State* L) {
+    const size_t n = dot_text(nullptr, 0);
+    char* buf = static_cast<char*>(lua_newuserdata(L, n + 1));
+    const size_t m = dot_text(buf, n);
+    lua_pushlstring(L, buf, m <= n ? m : 0);
+    return 1;
+}
+
+const luaL_Reg kFunctions[] = {
+    {"reset", l_reset}, {"calls", l_calls}, {"clear", l_clear},
+    {"fail", l_fail},   {"dot", l_dot},     {nullptr, nullptr},
+};
+
+}  // namespace
+
+extern "C" __attribute__((visibility("default"))) int luaopen_tessel_sim(lua_State* L) {
+    luaL_newlib(L, kFunctions);
+    return 1;
+}
