@@ -98,8 +98,8 @@ void pushMembers(lua_State* L, const ClassInfo& ci) {
   lua_remove(L, -2);
 }
 
-// Pushes the static metatable of a class: __index (functions) and __propget.
-void pushStaticMeta(lua_State* L, const ClassInfo& ci) {
+// Pushes the static table of a class (Tessel.<name>).
+void pushStatic(lua_State* L, const ClassInfo& ci) {
   pushClassMetatable(L, ci);
   lua_getfield(L, -1, "__static");
   lua_remove(L, -2);
@@ -211,32 +211,29 @@ void defineClass(lua_State* L, ClassInfo& ci, const char* name, const ClassInfo*
   lua_pushboolean(L, 0);
   lua_setfield(L, -2, "__metatable");
 
-  // Static side: Tessel.<name> is an empty table whose hidden metatable reads
-  // from the static function table, which in turn serves static properties.
-  lua_newtable(L);  // visible: top+3
-  lua_newtable(L);  // static metatable: top+4
-  lua_newtable(L);  // functions: top+5
-  lua_newtable(L);  // properties: top+6
-  lua_newtable(L);  // functions' metatable: top+7
-  lua_pushvalue(L, top + 6);
-  lua_pushcclosure(L, &staticIndex, 1);
-  lua_setfield(L, top + 7, "__index");
-  lua_setmetatable(L, top + 5);
-  lua_pushvalue(L, top + 6);
+  // Static side: Tessel.<name> holds the static functions themselves, so a
+  // call is one raw lookup; its hidden metatable serves the static read-only
+  // properties and refuses writes of keys it does not hold.
+  lua_newtable(L);  // static table: top+3
+  lua_newtable(L);  // its metatable: top+4
+  lua_newtable(L);  // properties: top+5
+  lua_pushvalue(L, top + 5);
   lua_setfield(L, top + 4, "__propget");
+  lua_pushvalue(L, top + 5);
+  lua_pushcclosure(L, &staticIndex, 1);
+  lua_setfield(L, top + 4, "__index");
   lua_pushcclosure(L, &staticNewIndex, 1);  // consumes properties
   lua_setfield(L, top + 4, "__newindex");
-  lua_setfield(L, top + 4, "__index");  // consumes functions
   lua_pushvalue(L, top + 2);
   lua_setfield(L, top + 4, "__class");
   lua_pushboolean(L, 0);
   lua_setfield(L, top + 4, "__metatable");
-  lua_pushvalue(L, -1);
-  lua_setfield(L, top + 2, "__static");
   lua_setmetatable(L, top + 3);
+  lua_pushvalue(L, top + 3);
+  lua_setfield(L, top + 2, "__static");
   lua_pushstring(L, name);
   lua_insert(L, -2);
-  lua_rawset(L, top + 1);  // Tessel[name] = visible
+  lua_rawset(L, top + 1);  // Tessel[name] = static table
 
   lua_rawsetp(L, LUA_REGISTRYINDEX, &ci);  // registry[&ci] = instance metatable
   lua_settop(L, top);
@@ -257,17 +254,19 @@ void addProperty(lua_State* L, const ClassInfo& ci, const char* name, const Prop
 }
 
 void addStatic(lua_State* L, const ClassInfo& ci, const char* name, lua_CFunction fn) {
-  pushStaticMeta(L, ci);
-  lua_getfield(L, -1, "__index");
+  pushStatic(L, ci);
+  lua_pushstring(L, name);
   lua_pushcfunction(L, fn);
-  lua_setfield(L, -2, name);
-  lua_pop(L, 2);
+  lua_rawset(L, -3);  // raw: the table's __newindex refuses new keys
+  lua_pop(L, 1);
 }
 
 void addStaticProperty(lua_State* L, const ClassInfo& ci, const char* name,
                        const PropEntry* prop) {
-  pushStaticMeta(L, ci);
+  pushStatic(L, ci);
+  lua_getmetatable(L, -1);
   lua_getfield(L, -1, "__propget");
+  lua_remove(L, -2);
   lua_pushlightuserdata(L, const_cast<PropEntry*>(prop));
   lua_setfield(L, -2, name);
   lua_pop(L, 2);
