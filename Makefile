@@ -46,7 +46,8 @@ test-asan: deps
 bench: deps
 	cmake -S . -B $(BENCH_BUILD) -DCMAKE_BUILD_TYPE=Release -DTESSEL_BENCH=ON -DTESSEL_TESTS=OFF >/dev/null
 	cmake --build $(BENCH_BUILD) -j $(JOBS)
-	LUA_CPATH='$(BENCH_BUILD)/lua/?.so;;' $(BENCH_BUILD)/bench/tessel_bench
+	@status=0; for b in $(BENCH_BUILD)/bench/*_bench; do \
+	  LUA_CPATH='$(BENCH_BUILD)/lua/?.so;;' $$b || status=1; echo; done; exit $$status
 
 clean:
 	rm -rf $(BUILD) $(ASAN_BUILD) $(BENCH_BUILD)
