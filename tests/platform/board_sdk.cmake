@@ -66,6 +66,6 @@ file(REMOVE ${sdk}/lib/libjpeg6b.a)
 execute_process(COMMAND ${CMAKE_COMMAND} -G ${GENERATOR} -S ${WORK_DIR}/probe -B ${WORK_DIR}/build2
                         -DTESSEL_SDK_DIR=${sdk}
                 RESULT_VARIABLE rc OUTPUT_VARIABLE out ERROR_VARIABLE out)
-if(rc EQUAL 0 OR NOT out MATCHES "lacks: libjpeg6b")
+if(rc EQUAL 0 OR NOT out MATCHES "lacks:[ \t\r\n]+libjpeg6b")
   message(FATAL_ERROR "an incomplete SDK was accepted:\n${out}")
 endif()
