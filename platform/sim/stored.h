@@ -1,0 +1,43 @@
+// Shared by the module files: finding the object a call addresses, and the
+// "a Get answers what a Set stored" pattern over the store's attributes.
+#pragma once
+
+#include "sim/sim.h"
+
+namespace sim {
+
+// An object a call addresses, or the platform's code saying why there is none.
+struct Found {
+  Object* o;
+  HI_S32 rc;
+};
+
+inline Found missing(HI_S32 rc) { return {nullptr, rc}; }
+
+// Stores *value under name once judge (0 or a code) accepts it.
+template <class T, class Judge>
+HI_S32 store(int mod, Found f, const char* name, const T* value, Judge judge) {
+  if (!f.o) return f.rc;
+  if (!value) return err(mod, NULL_PTR);
+  if (HI_S32 bad = judge(*value)) return bad;
+  f.o->put(name, *value);
+  return HI_SUCCESS;
+}
+
+template <class T>
+HI_S32 store(int mod, Found f, const char* name, const T* value) {
+  return store(mod, f, name, value, [](const T&) { return HI_SUCCESS; });
+}
+
+// Answers what was stored under name, or the platform's default.
+template <class T>
+HI_S32 load(int mod, Found f, const char* name, T* out, const T& byDefault) {
+  if (!f.o) return f.rc;
+  if (!out) return err(mod, NULL_PTR);
+  if (!f.o->get(name, out)) *out = byDefault;
+  return HI_SUCCESS;
+}
+
+inline bool within(long long v, long long lo, long long hi) { return v >= lo && v <= hi; }
+
+}  // namespace sim
