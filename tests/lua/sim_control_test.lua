@@ -10,8 +10,10 @@ local function u32(x) return x & 0xFFFFFFFF end
 
 local function create(id)
   Tessel.VENC.CreateChannel(id, {
-    stVeAttr = { enType = "H264", attr = { u32PicWidth = 352, u32PicHeight = 288 } },
-    stRcAttr = { enRcMode = "H264CBR", attr = { u32Gop = 30 } },
+    encoding = { type = "H264", attr = { u32MaxPicWidth = 352, u32MaxPicHeight = 288, u32BufSize = 352 * 288 * 2,
+                                         u32PicWidth = 352, u32PicHeight = 288 } },
+    bitrate = { mode = "H264CBR", attr = { u32Gop = 30, u32StatTime = 1, u32SrcFrmRate = 30,
+                                           fr32DstFrmRate = 30, u32BitRate = 1024 } },
   })
   local calls = sim.calls()
   return calls[#calls]

@@ -7,14 +7,23 @@
 
 namespace {
 
+// A complete H.264 CBR channel that the simulated encoder accepts.
 VENC_CHN_ATTR_S h264_cbr(HI_U32 width) {
     VENC_CHN_ATTR_S a;
     std::memset(&a, 0, sizeof a);
     a.stVeAttr.enType = PT_H264;
-    a.stVeAttr.stAttrH264e.u32PicWidth = width;
-    a.stVeAttr.stAttrH264e.bByFrame = HI_TRUE;
+    VENC_ATTR_H264_S& h = a.stVeAttr.stAttrH264e;
+    h.u32MaxPicWidth = h.u32PicWidth = width;
+    h.u32MaxPicHeight = h.u32PicHeight = 1080;
+    h.u32BufSize = width * 1080 * 2;
+    h.bByFrame = HI_TRUE;
     a.stRcAttr.enRcMode = VENC_RC_MODE_H264CBR;
-    a.stRcAttr.stAttrH264Cbr.u32Gop = 30;
+    VENC_ATTR_H264_CBR_S& c = a.stRcAttr.stAttrH264Cbr;
+    c.u32Gop = 30;
+    c.u32StatTime = 1;
+    c.u32SrcFrmRate = 30;
+    c.fr32DstFrmRate = 30;
+    c.u32BitRate = 4096;
     return a;
 }
 
