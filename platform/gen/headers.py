@@ -14,7 +14,17 @@ EXTRA = {
         "#define HI_DEF_ERR(module, level, errid) \\",
         "    ((HI_S32)((HI_ERR_APPID) | ((HI_U32)(module) << 16) | ((HI_U32)(level) << 13) | (HI_U32)(errid)))",
     ],
-    "hi_type.h": ["#define HI_VOID void"],
+    "hi_type.h": [
+        "#define HI_VOID void",
+        "/* The platform stores any 32-bit value in an enumeration field; in C++ the",
+        "   enumerations get their storage type as a fixed base so such values are",
+        "   well-defined there too. The layout is the same either way. */",
+        "#ifdef __cplusplus",
+        "#define TESSEL_ENUM_BASE : unsigned int",
+        "#else",
+        "#define TESSEL_ENUM_BASE",
+        "#endif",
+    ],
 }
 GUARDED = {"INT32_MAX", "INT32_MIN", "UINT32_MAX", "UINT32_MIN"}
 
@@ -114,7 +124,7 @@ class HeaderWriter:
     def enum_text(self, name):
         e = self.f.enums[name]
         body = ",\n".join("    %s = %d" % kv for kv in e["values"].items())
-        return "typedef enum %s{\n%s\n} %s;\n" % ((e["tag"] + " ") if e.get("tag") else "", body, name)
+        return "typedef enum %sTESSEL_ENUM_BASE {\n%s\n} %s;\n" % ((e["tag"] + " ") if e.get("tag") else "", body, name)
 
     def typedef_text(self, name):
         t = self.f.typedefs[name]

@@ -58,7 +58,7 @@ extern "C" {
 #define HI_ERR_ODT_EXIST ((HI_S32)0xA0308004)
 #define HI_ERR_ODT_NOTREADY ((HI_S32)0xA0308010)
 
-typedef enum hiEN_FD_ERR_CODE_E {
+typedef enum hiEN_FD_ERR_CODE_E TESSEL_ENUM_BASE {
     ERR_FD_SYS_TIMEOUT = 64,
     ERR_FD_CFG = 65,
     ERR_FD_FACE_NUM_OVER = 66,
@@ -68,7 +68,7 @@ typedef enum hiEN_FD_ERR_CODE_E {
     ERR_FD_BUTT = 70
 } EN_FD_ERR_CODE_E;
 
-typedef enum hiEN_IVE_ERR_CODE_E {
+typedef enum hiEN_IVE_ERR_CODE_E TESSEL_ENUM_BASE {
     ERR_IVE_SYS_TIMEOUT = 64,
     ERR_IVE_QUERY_TIMEOUT = 65,
     ERR_IVE_OPEN_FILE = 66,
@@ -77,7 +77,7 @@ typedef enum hiEN_IVE_ERR_CODE_E {
     ERR_IVE_BUTT = 69
 } EN_IVE_ERR_CODE_E;
 
-typedef enum hiIVE_IMAGE_TYPE_E {
+typedef enum hiIVE_IMAGE_TYPE_E TESSEL_ENUM_BASE {
     IVE_IMAGE_TYPE_U8C1 = 0,
     IVE_IMAGE_TYPE_S8C1 = 1,
     IVE_IMAGE_TYPE_YUV420SP = 2,

@@ -18,7 +18,7 @@ extern "C" {
 #define HI_ERR_SYS_NOT_PERM ((HI_S32)0xA0028009)
 #define HI_ERR_SYS_NULL_PTR ((HI_S32)0xA0028006)
 
-typedef enum hiCOEFF_LEVEL_E {
+typedef enum hiCOEFF_LEVEL_E TESSEL_ENUM_BASE {
     COEFF_LEVEL_0 = 0,
     COEFF_LEVEL_1 = 1,
     COEFF_LEVEL_2 = 2,
@@ -29,7 +29,7 @@ typedef enum hiCOEFF_LEVEL_E {
     COEFF_LEVEL_BUTT = 7
 } COEFF_LEVEL_E;
 
-typedef enum hiSCALE_RANGE_E {
+typedef enum hiSCALE_RANGE_E TESSEL_ENUM_BASE {
     SCALE_RANGE_0 = 0,
     SCALE_RANGE_1 = 1,
     SCALE_RANGE_2 = 2,

@@ -30,7 +30,7 @@ extern "C" {
 #define VB_MAX_USER 22
 #define VB_SUPPLEMENT_JPEG_MASK 1
 
-typedef enum hiVB_UID_E {
+typedef enum hiVB_UID_E TESSEL_ENUM_BASE {
     VB_UID_VIU = 0,
     VB_UID_VOU = 1,
     VB_UID_VGS = 2,

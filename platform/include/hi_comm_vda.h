@@ -29,32 +29,32 @@ extern "C" {
 #define HI_ERR_VDA_UNEXIST ((HI_S32)0xA0098005)
 #define VDA_OD_RGN_NUM_MAX 4
 
-typedef enum hiVDA_ALG_E {
+typedef enum hiVDA_ALG_E TESSEL_ENUM_BASE {
     VDA_ALG_BG = 0,
     VDA_ALG_REF = 1,
     VDA_ALG_BUTT = 2
 } VDA_ALG_E;
 
-typedef enum hiVDA_MB_SADBITS_E {
+typedef enum hiVDA_MB_SADBITS_E TESSEL_ENUM_BASE {
     VDA_MB_SAD_8BIT = 0,
     VDA_MB_SAD_16BIT = 1,
     VDA_MB_SAD_BUTT = 2
 } VDA_MB_SADBITS_E;
 
-typedef enum hiVDA_MB_SIZE_E {
+typedef enum hiVDA_MB_SIZE_E TESSEL_ENUM_BASE {
     VDA_MB_8PIXEL = 0,
     VDA_MB_16PIXEL = 1,
     VDA_MB_BUTT = 2
 } VDA_MB_SIZE_E;
 
-typedef enum hiVDA_REF_MODE_E {
+typedef enum hiVDA_REF_MODE_E TESSEL_ENUM_BASE {
     VDA_REF_MODE_DYNAMIC = 0,
     VDA_REF_MODE_STATIC = 1,
     VDA_REF_MODE_USER = 2,
     VDA_REF_MODE_BUTT = 3
 } VDA_REF_MODE_E;
 
-typedef enum hiVDA_WORK_MODE_E {
+typedef enum hiVDA_WORK_MODE_E TESSEL_ENUM_BASE {
     VDA_WORK_MODE_MD = 0,
     VDA_WORK_MODE_OD = 1,
     VDA_WORK_MODE_BUTT = 2

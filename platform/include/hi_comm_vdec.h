@@ -31,7 +31,7 @@ extern "C" {
 #define HI_IO_BLOCK 1
 #define HI_IO_NOBLOCK 0
 
-typedef enum hiVDEC_JPG_COLOR_FMT_E {
+typedef enum hiVDEC_JPG_COLOR_FMT_E TESSEL_ENUM_BASE {
     JPG_COLOR_FMT_YCBCR400 = 0,
     JPG_COLOR_FMT_YCBCR420 = 1,
     JPG_COLOR_FMT_YCBCR422BHP = 2,
@@ -40,7 +40,7 @@ typedef enum hiVDEC_JPG_COLOR_FMT_E {
     JPG_COLOR_FMT_BUTT = 5
 } VDEC_JPG_COLOR_FMT_E;
 
-typedef enum hiVIDEO_MODE_E {
+typedef enum hiVIDEO_MODE_E TESSEL_ENUM_BASE {
     VIDEO_MODE_STREAM = 0,
     VIDEO_MODE_FRAME = 1,
     VIDEO_MODE_COMPAT = 2,

@@ -22,13 +22,13 @@ extern "C" {
 #define HI_ERR_VGS_SYS_NOTREADY ((HI_S32)0xA02D8010)
 #define VGS_PRIVATE_DATA_LEN 6
 
-typedef enum hiVGS_COVER_TYPE_E {
+typedef enum hiVGS_COVER_TYPE_E TESSEL_ENUM_BASE {
     COVER_RECT = 0,
     COVER_QUAD_RANGLE = 1,
     COVER_BUTT = 2
 } VGS_COVER_TYPE_E;
 
-typedef enum hiVGS_ROTATE_E {
+typedef enum hiVGS_ROTATE_E TESSEL_ENUM_BASE {
     VGS_ROTATE_NONE = 0,
     VGS_ROTATE_90 = 1,
     VGS_ROTATE_180 = 2,

@@ -36,56 +36,56 @@ extern "C" {
 #define VIU_MAX_USER_FRAME_DEPTH 8
 #define VI_INVALID_FRMRATE 0xFFFFFFFFu
 
-typedef enum hiBT656_FIELD_POLAR_E {
+typedef enum hiBT656_FIELD_POLAR_E TESSEL_ENUM_BASE {
     BT656_FIELD_POLAR_STD = 0,
     BT656_FIELD_POLAR_NSTD = 1
 } BT656_FIELD_POLAR_E;
 
-typedef enum hiBT656_FIXCODE_E {
+typedef enum hiBT656_FIXCODE_E TESSEL_ENUM_BASE {
     BT656_FIXCODE_1 = 0,
     BT656_FIXCODE_0 = 1
 } BT656_FIXCODE_E;
 
-typedef enum hiVI_CAPSEL_E {
+typedef enum hiVI_CAPSEL_E TESSEL_ENUM_BASE {
     VI_CAPSEL_TOP = 0,
     VI_CAPSEL_BOTTOM = 1,
     VI_CAPSEL_BOTH = 2,
     VI_CAPSEL_BUTT = 3
 } VI_CAPSEL_E;
 
-typedef enum hiVI_CLK_EDGE_E {
+typedef enum hiVI_CLK_EDGE_E TESSEL_ENUM_BASE {
     VI_CLK_EDGE_SINGLE_UP = 0,
     VI_CLK_EDGE_SINGLE_DOWN = 1,
     VI_CLK_EDGE_DOUBLE = 2,
     VI_CLK_EDGE_BUTT = 3
 } VI_CLK_EDGE_E;
 
-typedef enum hiVI_COMBINE_MODE_E {
+typedef enum hiVI_COMBINE_MODE_E TESSEL_ENUM_BASE {
     VI_COMBINE_COMPOSITE = 0,
     VI_COMBINE_SEPARATE = 1,
     VI_COMBINE_BUTT = 2
 } VI_COMBINE_MODE_E;
 
-typedef enum hiVI_COMP_MODE_E {
+typedef enum hiVI_COMP_MODE_E TESSEL_ENUM_BASE {
     VI_COMP_MODE_SINGLE = 0,
     VI_COMP_MODE_DOUBLE = 1,
     VI_COMP_MODE_BUTT = 2
 } VI_COMP_MODE_E;
 
-typedef enum hiVI_DATA_PATH_E {
+typedef enum hiVI_DATA_PATH_E TESSEL_ENUM_BASE {
     VI_PATH_BYPASS = 0,
     VI_PATH_ISP = 1,
     VI_PATH_RAW = 2,
     VI_PATH_BUTT = 3
 } VI_DATA_PATH_E;
 
-typedef enum hiVI_DATA_TYPE_E {
+typedef enum hiVI_DATA_TYPE_E TESSEL_ENUM_BASE {
     VI_DATA_TYPE_YUV = 0,
     VI_DATA_TYPE_RGB = 1,
     VI_DATA_TYPE_BUTT = 2
 } VI_DATA_TYPE_E;
 
-typedef enum hiVI_DATA_YUV_SEQ_E {
+typedef enum hiVI_DATA_YUV_SEQ_E TESSEL_ENUM_BASE {
     VI_INPUT_DATA_VUVU = 0,
     VI_INPUT_DATA_UVUV = 1,
     VI_INPUT_DATA_UYVY = 0,
@@ -95,17 +95,17 @@ typedef enum hiVI_DATA_YUV_SEQ_E {
     VI_DATA_YUV_BUTT = 4
 } VI_DATA_YUV_SEQ_E;
 
-typedef enum hiVI_HSYNC_E {
+typedef enum hiVI_HSYNC_E TESSEL_ENUM_BASE {
     VI_HSYNC_VALID_SINGNAL = 0,
     VI_HSYNC_PULSE = 1
 } VI_HSYNC_E;
 
-typedef enum hiVI_HSYNC_NEG_E {
+typedef enum hiVI_HSYNC_NEG_E TESSEL_ENUM_BASE {
     VI_HSYNC_NEG_HIGH = 0,
     VI_HSYNC_NEG_LOW = 1
 } VI_HSYNC_NEG_E;
 
-typedef enum hiVI_INPUT_MODE_E {
+typedef enum hiVI_INPUT_MODE_E TESSEL_ENUM_BASE {
     VI_INPUT_MODE_BT656 = 0,
     VI_INPUT_MODE_BT601 = 1,
     VI_INPUT_MODE_DIGITAL_CAMERA = 2,
@@ -113,7 +113,7 @@ typedef enum hiVI_INPUT_MODE_E {
     VI_INPUT_MODE_BUTT = 4
 } VI_INPUT_MODE_E;
 
-typedef enum hiVI_INTF_MODE_E {
+typedef enum hiVI_INTF_MODE_E TESSEL_ENUM_BASE {
     VI_MODE_BT656 = 0,
     VI_MODE_BT601 = 1,
     VI_MODE_DIGITAL_CAMERA = 2,
@@ -122,26 +122,26 @@ typedef enum hiVI_INTF_MODE_E {
     VI_MODE_BUTT = 5
 } VI_INTF_MODE_E;
 
-typedef enum hiVI_SCAN_MODE_E {
+typedef enum hiVI_SCAN_MODE_E TESSEL_ENUM_BASE {
     VI_SCAN_INTERLACED = 0,
     VI_SCAN_PROGRESSIVE = 1,
     VI_SCAN_BUTT = 2
 } VI_SCAN_MODE_E;
 
-typedef enum hiVI_SKIP_MODE_E {
+typedef enum hiVI_SKIP_MODE_E TESSEL_ENUM_BASE {
     VI_SKIP_NONE = 0,
     VI_SKIP_YES = 1,
     VI_SKIP_4TO2 = 2,
     VI_SKIP_BUTT = 3
 } VI_SKIP_MODE_E;
 
-typedef enum hi_VI_USERPIC_MODE_E {
+typedef enum hi_VI_USERPIC_MODE_E TESSEL_ENUM_BASE {
     VI_USERPIC_MODE_PIC = 0,
     VI_USERPIC_MODE_BGC = 1,
     VI_USERPIC_MODE_BUTT = 2
 } VI_USERPIC_MODE_E;
 
-typedef enum hiVI_VBI_LOCAL_E {
+typedef enum hiVI_VBI_LOCAL_E TESSEL_ENUM_BASE {
     VI_VBI_LOCAL_ODD_FRONT = 0,
     VI_VBI_LOCAL_ODD_END = 1,
     VI_VBI_LOCAL_EVEN_FRONT = 2,
@@ -149,33 +149,33 @@ typedef enum hiVI_VBI_LOCAL_E {
     VI_VBI_LOCAL_BUTT = 4
 } VI_VBI_LOCAL_E;
 
-typedef enum hiVI_VBI_MODE_E {
+typedef enum hiVI_VBI_MODE_E TESSEL_ENUM_BASE {
     VI_VBI_MODE_8BIT = 0,
     VI_VBI_MODE_6BIT = 1,
     VI_VBI_MODE_BUTT = 2
 } VI_VBI_MODE_E;
 
-typedef enum hiVI_VSYNC_E {
+typedef enum hiVI_VSYNC_E TESSEL_ENUM_BASE {
     VI_VSYNC_FIELD = 0,
     VI_VSYNC_PULSE = 1
 } VI_VSYNC_E;
 
-typedef enum hiVI_VSYNC_NEG_E {
+typedef enum hiVI_VSYNC_NEG_E TESSEL_ENUM_BASE {
     VI_VSYNC_NEG_HIGH = 0,
     VI_VSYNC_NEG_LOW = 1
 } VI_VSYNC_NEG_E;
 
-typedef enum hiVI_VSYNC_VALID_E {
+typedef enum hiVI_VSYNC_VALID_E TESSEL_ENUM_BASE {
     VI_VSYNC_NORM_PULSE = 0,
     VI_VSYNC_VALID_SINGAL = 1
 } VI_VSYNC_VALID_E;
 
-typedef enum hiVI_VSYNC_VALID_NEG_E {
+typedef enum hiVI_VSYNC_VALID_NEG_E TESSEL_ENUM_BASE {
     VI_VSYNC_VALID_NEG_HIGH = 0,
     VI_VSYNC_VALID_NEG_LOW = 1
 } VI_VSYNC_VALID_NEG_E;
 
-typedef enum hiVI_WORK_MODE_E {
+typedef enum hiVI_WORK_MODE_E TESSEL_ENUM_BASE {
     VI_WORK_MODE_1Multiplex = 0,
     VI_WORK_MODE_2Multiplex = 1,
     VI_WORK_MODE_4Multiplex = 2,

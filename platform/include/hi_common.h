@@ -24,14 +24,14 @@ extern "C" {
 #define VER_Y 0
 #define VER_Z 0
 
-typedef enum hiASPECT_RATIO_E {
+typedef enum hiASPECT_RATIO_E TESSEL_ENUM_BASE {
     ASPECT_RATIO_NONE = 0,
     ASPECT_RATIO_AUTO = 1,
     ASPECT_RATIO_MANUAL = 2,
     ASPECT_RATIO_BUTT = 3
 } ASPECT_RATIO_E;
 
-typedef enum hiMOD_ID_E {
+typedef enum hiMOD_ID_E TESSEL_ENUM_BASE {
     HI_ID_CMPI = 0,
     HI_ID_VB = 1,
     HI_ID_SYS = 2,
@@ -85,7 +85,7 @@ typedef enum hiMOD_ID_E {
     HI_ID_BUTT = 52
 } MOD_ID_E;
 
-typedef enum {
+typedef enum TESSEL_ENUM_BASE {
     PT_PCMU = 0,
     PT_1016 = 1,
     PT_G721 = 2,
@@ -166,7 +166,7 @@ typedef enum {
     PT_BUTT = 1004
 } PAYLOAD_TYPE_E;
 
-typedef enum hiROTATE_E {
+typedef enum hiROTATE_E TESSEL_ENUM_BASE {
     ROTATE_NONE = 0,
     ROTATE_90 = 1,
     ROTATE_180 = 2,

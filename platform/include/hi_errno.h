@@ -13,7 +13,7 @@ extern "C" {
 #define HI_DEF_ERR(module, level, errid) \
     ((HI_S32)((HI_ERR_APPID) | ((HI_U32)(module) << 16) | ((HI_U32)(level) << 13) | (HI_U32)(errid)))
 
-typedef enum hiEN_ERR_CODE_E {
+typedef enum hiEN_ERR_CODE_E TESSEL_ENUM_BASE {
     EN_ERR_INVALID_DEVID = 1,
     EN_ERR_INVALID_CHNID = 2,
     EN_ERR_ILLEGAL_PARAM = 3,
@@ -33,7 +33,7 @@ typedef enum hiEN_ERR_CODE_E {
     EN_ERR_BUTT = 63
 } EN_ERR_CODE_E;
 
-typedef enum hiEN_VIU_ERR_CODE_E {
+typedef enum hiEN_VIU_ERR_CODE_E TESSEL_ENUM_BASE {
     ERR_VI_FAILED_NOTENABLE = 64,
     ERR_VI_FAILED_NOTDISABLE = 65,
     ERR_VI_FAILED_CHNOTDISABLE = 66,
@@ -45,7 +45,7 @@ typedef enum hiEN_VIU_ERR_CODE_E {
     ERR_VI_FAILED_BINDED = 72
 } EN_VIU_ERR_CODE_E;
 
-typedef enum hiEN_VOU_ERR_CODE_E {
+typedef enum hiEN_VOU_ERR_CODE_E TESSEL_ENUM_BASE {
     EN_ERR_VO_DEV_NOT_CONFIG = 64,
     EN_ERR_VO_DEV_NOT_ENABLE = 65,
     EN_ERR_VO_DEV_HAS_ENABLED = 66,
@@ -100,7 +100,7 @@ typedef enum hiEN_VOU_ERR_CODE_E {
     ERR_VO_BUTT = 115
 } EN_VOU_ERR_CODE_E;
 
-typedef enum hiERR_LEVEL_E {
+typedef enum hiERR_LEVEL_E TESSEL_ENUM_BASE {
     EN_ERR_LEVEL_DEBUG = 0,
     EN_ERR_LEVEL_INFO = 1,
     EN_ERR_LEVEL_NOTICE = 2,

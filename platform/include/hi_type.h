@@ -11,8 +11,16 @@ extern "C" {
 #define HI_NULL 0
 #define HI_SUCCESS 0
 #define HI_VOID void
+/* The platform stores any 32-bit value in an enumeration field; in C++ the
+   enumerations get their storage type as a fixed base so such values are
+   well-defined there too. The layout is the same either way. */
+#ifdef __cplusplus
+#define TESSEL_ENUM_BASE : unsigned int
+#else
+#define TESSEL_ENUM_BASE
+#endif
 
-typedef enum {
+typedef enum TESSEL_ENUM_BASE {
     HI_FALSE = 0,
     HI_TRUE = 1
 } HI_BOOL;
