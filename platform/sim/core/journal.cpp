@@ -98,8 +98,10 @@ void Call::out_ptr(int i, void* const* p, bool wrote) {
     if (p && wrote) entry_.args[i] = Value::pointer(*p);
 }
 
+// Strings the platform writes back are names in caller buffers of
+// MAX_MMZ_NAME_LEN bytes, not always terminated: read no further.
 void Call::out_str(int i, const char* p, bool wrote) {
-    if (p && wrote) entry_.args[i] = Value::string(p);
+    if (p && wrote) entry_.args[i] = Value::string(std::string(p, strnlen(p, MAX_MMZ_NAME_LEN)));
 }
 
 }  // namespace sim
