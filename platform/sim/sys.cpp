@@ -51,7 +51,7 @@ enum Role { AnyRole, AsSource, AsDestination };
 HI_S32 check(const MPP_CHN_S* chn, Role role) {
   if (!chn) return err(HI_ID_SYS, NULL_PTR);
   for (const Endpoint& e : kEndpoints) {
-    if (e.mod != chn->enModId) continue;
+    if (e.mod != static_cast<int>(chn->enModId)) continue;
     if ((role == AsSource && !e.source) || (role == AsDestination && !e.destination))
       return err(HI_ID_SYS, ILLEGAL_PARAM);
     if (chn->s32DevId < 0 || chn->s32DevId >= e.devices) return err(HI_ID_SYS, INVALID_DEVID);
@@ -61,7 +61,7 @@ HI_S32 check(const MPP_CHN_S* chn, Role role) {
   return err(HI_ID_SYS, ILLEGAL_PARAM);
 }
 
-Key keyOf(const MPP_CHN_S& chn) { return Key{chn.enModId, chn.s32DevId, chn.s32ChnId}; }
+Key keyOf(const MPP_CHN_S& chn) { return Key{static_cast<int>(chn.enModId), chn.s32DevId, chn.s32ChnId}; }
 
 // Memory-zone names set per channel; a name fills all MAX_MMZ_NAME_LEN bytes
 // without a terminating zero when it is that long, as on the board.

@@ -86,7 +86,7 @@ void dropPools(Owner owner, int uid) {
     it = it->second.owner == owner && it->second.uid == uid ? g_vb.pools.erase(it) : std::next(it);
 }
 
-bool validUid(VB_UID_E uid) { return uid >= 0 && uid < VB_UID_BUTT; }
+bool validUid(VB_UID_E uid) { return static_cast<unsigned>(uid) < VB_UID_BUTT; }
 
 // Counts in use of the block named by handle, or null.
 int* blockUsers(VB_BLK handle) {
@@ -144,7 +144,7 @@ HI_S32 HI_MPI_VB_Exit(void) {
   if (!started(kVb)) return HI_SUCCESS;
   if (started(kSys)) return err(HI_ID_VB, BUSY);  // the system still uses the pools
   dropPools(Owner::Common, -1);
-  for (int uid = 0; uid < VB_UID_BUTT; ++uid) {
+  for (int uid = 0; uid < static_cast<int>(VB_UID_BUTT); ++uid) {
     dropPools(Owner::Module, uid);
     g_vb.modules[uid].initialised = false;
   }

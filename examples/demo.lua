@@ -1,0 +1,153 @@
+-- A pipeline's life against the simulator: lay out the buffer pools, start the
+-- system, bind channels, read a binding back, draw the pipeline, and tear it
+-- all down in order.
+--
+--   make demo     (or: LUA_CPATH='build/lua/?.so;;' lua5.3 examples/demo.lua)
+--
+-- Each stage is a small function of the table `demo`; a longer pipeline adds
+-- stages and links and lists them in demo.stages.
+require "tessel"
+local sim = require "tessel.sim"
+local SYS, VB = Tessel.SYS, Tessel.VB
+
+local demo = {}
+
+-- Status numbers are the platform's 32-bit codes.
+local function hex(status) return string.format("%08X", status & 0xFFFFFFFF) end
+
+local function say(fmt, ...) print(string.format(fmt, ...)) end
+
+-- Stops the demo on a non-zero status or a nil result.
+local function expect(what, status, message)
+  if status == nil then error(what .. ": " .. tostring(message), 2) end
+  if math.type(status) == "integer" and status ~= 0 then error(what .. ": error " .. hex(status), 2) end
+  say("  %-44s ok", what)
+  return status
+end
+
+local function designation(d)
+  return string.format("%s %d/%d", d[1], d[2], d[3])
+end
+
+-- Common pools: full HD and D1 frames in 4:2:0, the larger in its own zone.
+demo.pools = {
+  { u32BlkSize = 1920 * 1080 * 3 // 2, u32BlkCnt = 10, acMmzName = "ddr0" },
+  { u32BlkSize = 720 * 576 * 3 // 2, u32BlkCnt = 6 },
+}
+demo.maxPools = 32
+
+-- Source and destination of each binding, as {module, device, channel}.
+demo.links = {
+  { { "VIU", 0, 0 }, { "VPSS", 0, 0 } },
+  { { "VPSS", 0, 0 }, { "VENC", 0, 0 } },
+  { { "VPSS", 0, 1 }, { "VOU", 0, 0 } },
+}
+
+function demo.layout_pools()
+  say("Buffer pools")
+  expect("VB.Config", VB.Config(demo.maxPools, demo.pools))
+  expect("VB.Init", VB.Init())
+  local pools, max = VB.GetConfig()
+  for i, p in ipairs(pools) do
+    say("    pool %d: %d blocks of %d bytes%s", i, p.u32BlkCnt, p.u32BlkSize,
+        p.acMmzName and (" in " .. p.acMmzName) or "")
+  end
+  say("    at most %d pools", max)
+end
+
+function demo.start_system()
+  say("System")
+  expect("SYS.Init", SYS.Init())
+  say("    platform %s", SYS.GetVersion())
+  expect("SYS.InitPtsBase", SYS.InitPtsBase({ 0, 0 }))
+end
+
+function demo.private_pool()
+  say("Private pool")
+  demo.pool = VB.CreatePool(64 * 1024, 4)  -- its object owns it
+  if not demo.pool then error("VB.CreatePool refused") end
+  say("  %-44s ok", "VB.CreatePool")
+  say("    pool id %d", demo.pool.ID)
+end
+
+function demo.bind()
+  say("Bindings")
+  for _, link in ipairs(demo.links) do
+    expect(designation(link[1]) .. " -> " .. designation(link[2]), SYS.Bind(link[1], link[2]))
+  end
+end
+
+function demo.read_back()
+  say("Read back")
+  for _, link in ipairs(demo.links) do
+    local src = expect("source of " .. designation(link[2]), SYS.GetBind(link[2]))
+    say("    %s feeds %s", designation(src), designation(link[2]))
+  end
+  local pts = SYS.GetCurrentPts()
+  say("    time base %d:%d", pts[1], pts[2])
+end
+
+-- The simulator draws the channels it tracks as objects; a channel it only
+-- knows from a binding gets its module name here.
+local function labelled(text)
+  local known, extra = {}, {}
+  for id in text:gmatch('\n  "([%d_]+)" %[') do known[id] = true end
+  for id in text:gmatch('"([%d_]+)"') do
+    if not known[id] then
+      known[id] = true
+      local mod, dev, chn = id:match("^(%d+)_(%d+)_(%d+)$")
+      extra[#extra + 1] = string.format('  "%s" [label="%s %s/%s", style=dotted];\n', id,
+                                        SYS.MODID2Name(tonumber(mod)), dev, chn)
+    end
+  end
+  return (text:gsub("}%s*$", function(close) return table.concat(extra) .. close end))
+end
+
+-- The pipeline as Graphviz DOT, and as build/pipeline.svg when dot is there.
+function demo.draw()
+  local text = labelled(sim.dot())
+  say("Pipeline")
+  io.write(text)
+  if not os.execute("command -v dot >/dev/null 2>&1") then return end
+  local path = os.tmpname()
+  local f = assert(io.open(path, "w"))
+  f:write(text)
+  f:close()
+  local rendered = os.execute("mkdir -p build && dot -Tsvg " .. path .. " -o build/pipeline.svg")
+  os.remove(path)
+  if rendered then say("    rendered to build/pipeline.svg") end
+end
+
+-- Undoes the stages in reverse: bindings, private pool, system, pools.
+function demo.tear_down()
+  say("Tear-down")
+  for i = #demo.links, 1, -1 do
+    local link = demo.links[i]
+    expect("unbind " .. designation(link[1]) .. " -> " .. designation(link[2]),
+           SYS.UnBind(link[1], link[2]))
+  end
+  demo.pool:Destroy()
+  say("  %-44s done", "Pool:Destroy")
+  expect("SYS.Exit", SYS.Exit())
+  expect("VB.Exit", VB.Exit())
+end
+
+-- What reached the platform, one line per call.
+function demo.journal()
+  say("Platform calls")
+  for _, c in ipairs(sim.calls()) do
+    local ret = math.type(c.ret) == "integer" and hex(c.ret) or tostring(c.ret)
+    say("    %-28s %s", c.name, ret)
+  end
+end
+
+local encode = require "examples.encode_pipeline"
+demo.stages = { demo.layout_pools, demo.start_system, demo.private_pool, demo.bind, encode.build,
+                demo.read_back, demo.draw, encode.tear_down, demo.tear_down, demo.journal }
+
+function demo.run()
+  sim.reset()
+  for _, stage in ipairs(demo.stages) do stage() end
+end
+
+demo.run()
