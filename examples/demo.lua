@@ -1,6 +1,7 @@
 -- A pipeline's life against the simulator: lay out the buffer pools, start the
--- system, bind channels, read a binding back, draw the pipeline, and tear it
--- all down in order.
+-- system, build the encoding stages (examples/encode_pipeline.lua), bind
+-- channels, read the bindings back, draw the pipeline, and tear it all down
+-- in order.
 --
 --   make demo     (or: LUA_CPATH='build/lua/?.so;;' lua5.3 examples/demo.lua)
 --
@@ -9,6 +10,10 @@
 require "tessel"
 local sim = require "tessel.sim"
 local SYS, VB = Tessel.SYS, Tessel.VB
+
+-- The stages of the other examples, found beside this script.
+package.path = (arg and arg[0] and arg[0]:match("^(.*)/") or "examples") .. "/?.lua;" .. package.path
+local encode = require "encode_pipeline"
 
 local demo = {}
 
@@ -36,11 +41,11 @@ demo.pools = {
 }
 demo.maxPools = 32
 
--- Source and destination of each binding, as {module, device, channel}.
+-- Source and destination of each binding, as {module, device, channel}:
+-- capture into the encoding group's input, and a decoder onto the display.
 demo.links = {
-  { { "VIU", 0, 0 }, { "VPSS", 0, 0 } },
-  { { "VPSS", 0, 0 }, { "VENC", 0, 0 } },
-  { { "VPSS", 0, 1 }, { "VOU", 0, 0 } },
+  { { "VIU", 0, 0 }, { "VPSS", encode.group, 0 } },
+  { { "VDEC", 0, 0 }, { "VOU", 0, 0 } },
 }
 
 function demo.layout_pools()
@@ -118,14 +123,17 @@ function demo.draw()
   if rendered then say("    rendered to build/pipeline.svg") end
 end
 
--- Undoes the stages in reverse: bindings, private pool, system, pools.
-function demo.tear_down()
-  say("Tear-down")
+function demo.unbind()
+  say("Unbinding")
   for i = #demo.links, 1, -1 do
     local link = demo.links[i]
-    expect("unbind " .. designation(link[1]) .. " -> " .. designation(link[2]),
-           SYS.UnBind(link[1], link[2]))
+    expect(designation(link[1]) .. " -> " .. designation(link[2]), SYS.UnBind(link[1], link[2]))
   end
+end
+
+-- The private pool, the system, then the pools, in the reverse of start-up.
+function demo.shut_down()
+  say("Shut-down")
   demo.pool:Destroy()
   say("  %-44s done", "Pool:Destroy")
   expect("SYS.Exit", SYS.Exit())
@@ -142,8 +150,9 @@ function demo.journal()
 end
 
 local encode = require "examples.encode_pipeline"
-demo.stages = { demo.layout_pools, demo.start_system, demo.private_pool, demo.bind, encode.build,
-                demo.read_back, demo.draw, encode.tear_down, demo.tear_down, demo.journal }
+-- Bindings come off before the encoding stages destroy what they join.
+demo.stages = { demo.layout_pools, demo.start_system, demo.private_pool, encode.build, demo.bind,
+                demo.read_back, demo.draw, demo.unbind, encode.tear_down, demo.shut_down, demo.journal }
 
 function demo.run()
   sim.reset()
