@@ -1,0 +1,39 @@
+-- Seeds of the robustness harness. Everything else it finds by itself; these
+-- get objects past the simulator's checks, so that Create factories really
+-- create and methods run on live platform objects.
+--   setup   run before the objects of every round are made (given Tessel)
+--   tables  attribute tables offered to every function during discovery
+-- A module without seeds is still fuzzed; its objects just own nothing.
+
+local function picture(kind, width, height)
+  return { type = kind, attr = { u32MaxPicWidth = width, u32MaxPicHeight = height,
+                                 u32BufSize = width * height * 3 // 2, u32Profile = 1, bByFrame = true,
+                                 u32PicWidth = width, u32PicHeight = height } }
+end
+
+return {
+  setup = function(T)
+    T.VB.Config(32, { { u32BlkSize = 1920 * 1080 * 3 // 2, u32BlkCnt = 4 },
+                      { u32BlkSize = 720 * 576 * 3 // 2, u32BlkCnt = 4 } })
+    T.VB.Init()
+    T.SYS.Init()
+  end,
+
+  tables = {
+    -- processing group
+    { u32MaxW = 1920, u32MaxH = 1080, enPixFmt = "YUV_SEMIPLANAR_420", bNrEn = true, enDieMode = "NODIE" },
+    -- encoder channels: H.264 CBR and MJPEG CBR
+    { encoding = picture("H264", 1920, 1080),
+      bitrate = { mode = "H264CBR", attr = { u32Gop = 30, u32StatTime = 1, u32SrcFrmRate = 30,
+                                             fr32DstFrmRate = 30, u32BitRate = 4096, u32FluctuateLevel = 1 } } },
+    { encoding = picture("MJPEG", 1280, 720),
+      bitrate = { mode = "MJPEGCBR", attr = { u32StatTime = 1, u32SrcFrmRate = 30, fr32DstFrmRate = 15,
+                                              u32BitRate = 8192, u32FluctuateLevel = 1 } } },
+    -- processing channel mode
+    { enChnMode = "USER", u32Width = 1280, u32Height = 720,
+      stFrameRate = { s32SrcFrmRate = -1, s32DstFrmRate = -1 },
+      enPixelFormat = "YUV_SEMIPLANAR_420", enCompressMode = "NONE" },
+    -- common pools
+    { { u32BlkSize = 4096, u32BlkCnt = 2 }, { u32BlkSize = 8192, u32BlkCnt = 1 } },
+  },
+}
