@@ -34,9 +34,8 @@ lua_Integer load(const void* at) {
   return static_cast<lua_Integer>(x);
 }
 
-// Reads the value at the top of the stack into one field.
-void readField(lua_State* L, const Field& f, char* base) {
-  int t = lua_type(L, -1);
+// Reads the value at the top of the stack, of Lua type t, into one field.
+void readField(lua_State* L, int t, const Field& f, char* base) {
   char* at = base + f.offset;
   switch (f.kind) {
     case Kind::Bool:
@@ -85,11 +84,15 @@ void pushField(lua_State* L, const Field& f, const char* base) {
   }
 }
 
+// ASCII letters in lower case; other bytes as they are.
+inline unsigned char folded(char c) {
+  unsigned char u = static_cast<unsigned char>(c);
+  return u >= 'A' && u <= 'Z' ? static_cast<unsigned char>(u | 0x20) : u;
+}
+
 bool sameName(const char* a, const char* b) {
   // The first letters settle most comparisons without a call.
-  return std::tolower(static_cast<unsigned char>(*a)) ==
-             std::tolower(static_cast<unsigned char>(*b)) &&
-         strcasecmp(a, b) == 0;
+  return folded(*a) == folded(*b) && strcasecmp(a, b) == 0;
 }
 
 }  // namespace
@@ -101,8 +104,7 @@ void readStruct(lua_State* L, int idx, void* out, const StructDesc& d) {
   char* base = static_cast<char*>(out);
   try {
     for (const Field* f = d.fields; f != d.fields + d.count; ++f) {
-      lua_getfield(L, idx, f->key);
-      readField(L, *f, base);
+      readField(L, lua_getfield(L, idx, f->key), *f, base);
       lua_settop(L, top);
     }
   } catch (...) {
