@@ -273,17 +273,14 @@ describe("VPSS group settings", function()
     assert.are.same({ nil, "TODO: not implemented yet" }, { grp:GetAdvancedParam() })
     local missing = VPSS.GetGroup(7)
     assert.are.equal(s32(0xA0078005), missing:GetDelay())
-    for _, get in ipairs({ "GetFrameRate", "GetCrop", "GetSizer", "GetPreScale", "GetPreScaleMode" }) do
-      local ok, msg = missing[get](missing)
-      assert.is_nil(ok)
-      assert.matches("error=A0078005%]$", msg, get)
+    for get, text in pairs({ GetFrameRate = "Fail to get VPSS group frame rate",
+                             GetCrop = "Fail to get VPSS group cropping", GetSizer = "Fail to get VPSS group sizer",
+                             GetPreScale = "Fail to get VPSS group prescaling",
+                             GetPreScaleMode = "Fail to get VPSS group prescale mode" }) do
+      assert.matches("^" .. text .. " %[@" .. get .. ": line %d+ %- error=A0078005%]$", select(2, missing[get](missing)))
     end
-    assert.matches("^Fail to get VPSS group frame rate ", select(2, missing:GetFrameRate()))
-    assert.matches("^Fail to get VPSS group cropping ", select(2, missing:GetCrop()))
-    assert.matches("^Fail to get VPSS group sizer ", select(2, missing:GetSizer()))
-    assert.matches("^Fail to get VPSS group prescaling ", select(2, missing:GetPreScale()))
-    assert.matches("^Fail to get VPSS group prescale mode ", select(2, missing:GetPreScaleMode()))
-    assert.matches("^Fail to set VPSS group cropping ", select(2, missing:SetCrop(false)))
+    assert.matches("^Fail to set VPSS group cropping %[@SetCrop: line %d+ %- error=A0078005%]$",
+                   select(2, missing:SetCrop(false)))
   end)
 end)
 
