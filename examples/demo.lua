@@ -149,7 +149,6 @@ function demo.journal()
   end
 end
 
-local encode = require "examples.encode_pipeline"
 -- Bindings come off before the encoding stages destroy what they join.
 demo.stages = { demo.layout_pools, demo.start_system, demo.private_pool, encode.build, demo.bind,
                 demo.read_back, demo.draw, demo.unbind, encode.tear_down, demo.shut_down, demo.journal }

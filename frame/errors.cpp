@@ -66,4 +66,8 @@ int pushSuccess(lua_State* L) {
   return 1;
 }
 
+int pushStatus(lua_State* L, std::int32_t rc, const char* text, const char* func, int line) {
+  return rc == 0 ? pushSuccess(L) : pushFailure(L, text, func, line, rc);
+}
+
 }  // namespace Tessel

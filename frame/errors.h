@@ -48,6 +48,9 @@ int pushFailure(lua_State* L, const char* text, const char* func, int line, std:
 int pushRefusal(lua_State* L, const char* text);
 // Pushes true; returns 1.
 int pushSuccess(lua_State* L);
+// The result of an operation that ends with one platform call: true when rc
+// is success, else nil and "<text> [@<func>: line <line> - error=<rc>]".
+int pushStatus(lua_State* L, std::int32_t rc, const char* text, const char* func, int line);
 
 }  // namespace Tessel
 

@@ -21,9 +21,7 @@ template <class T, class Call>
 int setFromTable(lua_State* L, const char* func, int line, const char* failText, Call&& call) {
   T value;
   if (!readArg(L, 2, &value, func, line)) return 2;
-  HI_S32 rc = call(&value);
-  if (rc != HI_SUCCESS) return pushFailure(L, failText, func, line, rc);
-  return pushSuccess(L);
+  return pushStatus(L, call(&value), failText, func, line);
 }
 
 // Getter of the table pattern: asks the platform for a T and returns its table

@@ -102,9 +102,7 @@ int joinChannels(lua_State* L, const char* func, const char* failText,
     return pushFailure(L, bad, func, __LINE__);
   if (const char* bad = readDesignation(L, 2, kDestination, &dst))
     return pushFailure(L, bad, func, __LINE__);
-  HI_S32 rc = call(&src, &dst);
-  if (rc != HI_SUCCESS) return pushFailure(L, failText, func, __LINE__, rc);
-  return pushSuccess(L);
+  return pushStatus(L, call(&src, &dst), failText, func, __LINE__);
 }
 
 // InitPtsBase and SyncPts: the PTS sequence {high, low} at 1.
@@ -112,9 +110,7 @@ int applyPts(lua_State* L, const char* func, const char* failText, HI_S32 (*call
   if (lua_type(L, 1) != LUA_TTABLE) return pushFailure(L, "Invalid PTS struct table", func, __LINE__);
   HI_U32 high = static_cast<HI_U32>(elementInteger(L, 1, 1));
   HI_U32 low = static_cast<HI_U32>(elementInteger(L, 1, 2));
-  HI_S32 rc = call(static_cast<HI_U64>(high) << 32 | low);
-  if (rc != HI_SUCCESS) return pushFailure(L, failText, func, __LINE__, rc);
-  return pushSuccess(L);
+  return pushStatus(L, call(static_cast<HI_U64>(high) << 32 | low), failText, func, __LINE__);
 }
 
 }  // namespace

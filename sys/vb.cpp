@@ -76,9 +76,7 @@ int switchModulePools(lua_State* L, const char* func, const char* failText, HI_S
   int uid = 0;
   if (!idArg(L, 1, kUsers, &uid))
     return pushFailure(L, "Invalid UserID or UserID name specified", func, __LINE__);
-  HI_S32 rc = call(static_cast<VB_UID_E>(uid));
-  if (rc != HI_SUCCESS) return pushFailure(L, failText, func, __LINE__, rc);
-  return pushSuccess(L);
+  return pushStatus(L, call(static_cast<VB_UID_E>(uid)), failText, func, __LINE__);
 }
 
 }  // namespace

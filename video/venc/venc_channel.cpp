@@ -9,10 +9,6 @@
 namespace Tessel {
 namespace {
 
-int reply(lua_State* L, HI_S32 rc, const char* text, const char* func, int line) {
-  return rc == HI_SUCCESS ? pushSuccess(L) : pushFailure(L, text, func, line, rc);
-}
-
 // Setter and getter of the table pattern for a platform call fn(chn, T*); the
 // structure type follows from the call.
 template <class T>
@@ -39,7 +35,7 @@ int VENCChannel::Create(lua_State* L) {
   if (!readArg(L, top, &attr, __func__, __LINE__)) return 2;
   HI_S32 rc = HI_MPI_VENC_CreateChn(m_chnId, &attr);
   if (rc == HI_SUCCESS) m_created = true;
-  return reply(L, rc, "Fail to create VENC channel", __func__, __LINE__);
+  return pushStatus(L, rc, "Fail to create VENC channel", __func__, __LINE__);
 }
 
 int VENCChannel::Destroy() {
@@ -74,7 +70,7 @@ int VENCChannel::InsertUserData(lua_State* L) {
   const char* bytes = lua_tolstring(L, 2, &length);
   HI_S32 rc = HI_MPI_VENC_InsertUserData(m_chnId, reinterpret_cast<HI_U8*>(const_cast<char*>(bytes)),
                                          static_cast<HI_U32>(length));
-  return reply(L, rc, "Fail to insert VENC user data", __func__, __LINE__);
+  return pushStatus(L, rc, "Fail to insert VENC user data", __func__, __LINE__);
 }
 
 // The count on success, the platform's code otherwise.
@@ -87,7 +83,7 @@ int VENCChannel::GetMaxStreamCnt() {
 // RequestIDR([instant])
 int VENCChannel::RequestIDR(lua_State* L) {
   HI_BOOL instant = flagArg(L, 2) ? HI_TRUE : HI_FALSE;
-  return reply(L, HI_MPI_VENC_RequestIDR(m_chnId, instant), "Fail to request IDR", __func__, __LINE__);
+  return pushStatus(L, HI_MPI_VENC_RequestIDR(m_chnId, instant), "Fail to request IDR", __func__, __LINE__);
 }
 
 // SetH264IdrPicId("AUTO" | "USER" | "USR" | raw mode [, id])
@@ -105,7 +101,7 @@ int VENCChannel::SetH264IdrPicId(lua_State* L) {
     return TESSEL_FAIL(L, "Invalid VENC idr_pic_id mode");
   }
   if (lua_type(L, 3) == LUA_TNUMBER) cfg.u32H264eIdrPicId = static_cast<HI_U32>(luaL_checkinteger(L, 3));
-  return reply(L, HI_MPI_VENC_SetH264IdrPicId(m_chnId, &cfg), "Fail to set VENC idr_pic_id",
+  return pushStatus(L, HI_MPI_VENC_SetH264IdrPicId(m_chnId, &cfg), "Fail to set VENC idr_pic_id",
                __func__, __LINE__);
 }
 
@@ -220,7 +216,7 @@ int VENCChannel::SetCrop(lua_State* L) {
     crop.bEnable = HI_TRUE;
     if (!readArg(L, 3, &crop.stRect, __func__, __LINE__)) return 2;
   }
-  return reply(L, HI_MPI_VENC_SetCrop(m_chnId, &crop), "Fail to set VENC channel crop", __func__, __LINE__);
+  return pushStatus(L, HI_MPI_VENC_SetCrop(m_chnId, &crop), "Fail to set VENC channel crop", __func__, __LINE__);
 }
 
 // Answers enabled and the rectangle.

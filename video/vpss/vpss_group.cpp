@@ -7,10 +7,6 @@
 namespace Tessel {
 namespace {
 
-int reply(lua_State* L, HI_S32 rc, const char* text, const char* func, int line) {
-  return rc == HI_SUCCESS ? pushSuccess(L) : pushFailure(L, text, func, line, rc);
-}
-
 // Enable flag of the crop, sizer and prescale setters: a boolean, or a number
 // (nonzero is true). Anything else is refused.
 bool enableArg(lua_State* L, int idx, bool* on) {
@@ -34,7 +30,7 @@ int setEnabledSize(lua_State* L, const char* func, int line, const char* text, V
     info.*on = HI_TRUE;
     if (!readArg(L, 3, &(info.*size), func, line)) return 2;
   }
-  return reply(L, fn(grp, &info), text, func, line);
+  return pushStatus(L, fn(grp, &info), text, func, line);
 }
 
 // Answers the enable flag and the size table.
@@ -62,7 +58,7 @@ int VPSSGroup::Create(lua_State* L) {
   }
   HI_S32 rc = HI_MPI_VPSS_CreateGrp(m_devId, given);
   if (rc == HI_SUCCESS) m_created = true;
-  return reply(L, rc, "Fail to create VPSS group", __func__, __LINE__);
+  return pushStatus(L, rc, "Fail to create VPSS group", __func__, __LINE__);
 }
 
 int VPSSGroup::Destroy() {
@@ -119,7 +115,7 @@ int VPSSGroup::SetCrop(lua_State* L) {
     }
     if (!readArg(L, 4, &info.stCropRect, __func__, __LINE__)) return 2;
   }
-  return reply(L, HI_MPI_VPSS_SetGrpCrop(m_devId, &info), "Fail to set VPSS group cropping",
+  return pushStatus(L, HI_MPI_VPSS_SetGrpCrop(m_devId, &info), "Fail to set VPSS group cropping",
                __func__, __LINE__);
 }
 
@@ -159,7 +155,7 @@ int VPSSGroup::SetPreScaleMode(lua_State* L) {
     else if (strcasecmp(s, "OTHER") == 0 || strcasecmp(s, "VGS") == 0)
       mode = VPSS_PRESCALE_MODE_OTHER;
   }
-  return reply(L, HI_MPI_VPSS_SetPreScaleMode(m_devId, static_cast<VPSS_PRESCALE_MODE_E>(mode)),
+  return pushStatus(L, HI_MPI_VPSS_SetPreScaleMode(m_devId, static_cast<VPSS_PRESCALE_MODE_E>(mode)),
                "Fail to set VPSS group prescale mode", __func__, __LINE__);
 }
 
