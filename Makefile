@@ -49,5 +49,12 @@ bench: deps
 	@status=0; for b in $(BENCH_BUILD)/bench/*_bench; do \
 	  LUA_CPATH='$(BENCH_BUILD)/lua/?.so;;' $$b || status=1; echo; done; exit $$status
 
+# The robustness harness under ASan and UBSan: ITERATIONS calls (SEED=n to
+# repeat a run).
+fuzz: deps
+	cmake -S . -B $(ASAN_BUILD) -DCMAKE_BUILD_TYPE=Debug -DTESSEL_SANITIZE=ON >/dev/null
+	cmake --build $(ASAN_BUILD) -j $(JOBS) --target tessel_robustness
+	$(ASAN_BUILD)/tests/robustness/tessel_robustness --iterations $(ITERATIONS) $(if $(SEED),--seed $(SEED))
+
 clean:
 	rm -rf $(BUILD) $(ASAN_BUILD) $(BENCH_BUILD)
