@@ -39,4 +39,30 @@ function M.registry_size()
   return n
 end
 
+-- The journaled calls of one platform function, oldest first, and the last.
+function M.calls_named(name)
+  local found = {}
+  for _, c in ipairs(require("tessel.sim").calls()) do
+    if c.name == name then found[#found + 1] = c end
+  end
+  return found
+end
+
+function M.last_call(name)
+  local found = M.calls_named(name)
+  return found[#found]
+end
+
+-- A platform start without objects; wrappers left by earlier tests are
+-- collected first, so that their destruction is not counted afterwards.
+function M.fresh()
+  collectgarbage()
+  collectgarbage()
+  require("tessel.sim").reset()
+end
+
+-- Platform status codes as unsigned and as signed 32-bit numbers.
+function M.u32(status) return status & 0xFFFFFFFF end
+function M.s32(code) return code >= 0x80000000 and code - 0x100000000 or code end
+
 return M

@@ -4,22 +4,8 @@ local sim = require "tessel.sim"
 
 local M = {}
 
--- A platform status as the unsigned code it is written as.
-function M.u32(status) return status & 0xFFFFFFFF end
-
--- The journaled calls of one platform function, oldest first.
-function M.calls_named(name)
-  local found = {}
-  for _, c in ipairs(sim.calls()) do
-    if c.name == name then found[#found + 1] = c end
-  end
-  return found
-end
-
-function M.last_call(name)
-  local found = M.calls_named(name)
-  return found[#found]
-end
+local support = require "tests.lua.support"
+M.u32, M.calls_named, M.last_call = support.u32, support.calls_named, support.last_call
 
 -- n pool entries of distinct sizes and counts; extra fields go into the first.
 function M.pools(n, extra)

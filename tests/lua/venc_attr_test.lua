@@ -5,19 +5,8 @@ require "tessel"
 local sim = require "tessel.sim"
 local VENC = Tessel.VENC
 
-local function fresh()
-  collectgarbage()
-  collectgarbage()
-  sim.reset()
-end
-
-local function last_call(name)
-  local found
-  for _, c in ipairs(sim.calls()) do
-    if c.name == name then found = c end
-  end
-  return found
-end
+local support = require "tests.lua.support"
+local fresh, last_call = support.fresh, support.last_call
 
 -- The platform form of a table: flags as 1 or 0.
 local function raw(t, extra)

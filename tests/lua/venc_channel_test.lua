@@ -6,28 +6,7 @@ local sim = require "tessel.sim"
 local support = require "tests.lua.support"
 local VENC = Tessel.VENC
 
-local function calls_named(name)
-  local found = {}
-  for _, c in ipairs(sim.calls()) do
-    if c.name == name then found[#found + 1] = c end
-  end
-  return found
-end
-
-local function last_call(name)
-  local found = calls_named(name)
-  return found[#found]
-end
-
--- Starts from a platform without channels; wrappers left by earlier tests
--- are collected first, so that their destruction is not counted here.
-local function fresh()
-  collectgarbage()
-  collectgarbage()
-  sim.reset()
-end
-
-local function s32(code) return code >= 0x80000000 and code - 0x100000000 or code end
+local calls_named, last_call, fresh, s32 = support.calls_named, support.last_call, support.fresh, support.s32
 
 local ATTRS = {
   encoding = { type = "H264", attr = { u32MaxPicWidth = 1920, u32MaxPicHeight = 1080, u32BufSize = 4147200,
