@@ -6,6 +6,7 @@
 #include <chrono>
 #include <cinttypes>
 #include <cstdio>
+#include <map>
 #include <unistd.h>
 
 #include "harness.h"
@@ -66,6 +67,7 @@ void runFuzz(Harness& h, long long iterations, long long firstRound, long long o
   const long long perRound = std::max<long long>(500, 4 * static_cast<long long>(targets.size()));
   const auto start = std::chrono::steady_clock::now();
   long long made = 0, raised = 0, reached = 0;
+  std::map<std::string, long long> errors;  // --verbose: what the calls answered
   std::vector<int> ofClass;
   for (long long round = onlyRound >= 0 ? onlyRound : firstRound; made < iterations; ++round) {
     h.setPhase("fuzz round " + std::to_string(round) + " (--round " + std::to_string(round) + ")");
@@ -94,7 +96,12 @@ void runFuzz(Harness& h, long long iterations, long long firstRound, long long o
         }
       }
       Outcome o = h.call(t, selfp, makeArgs(h, r, t));
-      if (o.status != LUA_OK) ++raised;
+      if (o.status != LUA_OK) {
+        ++raised;
+        if (h.verbose) ++errors[o.error.substr(0, 70)];
+      } else if (h.verbose && o.secondStr.size()) {
+        ++errors["nil, " + o.secondStr.substr(0, 64)];
+      }
       if (sim::journal_size() > 0) ++reached;
       h.clearJournal();
     }
@@ -119,6 +126,12 @@ void runFuzz(Harness& h, long long iterations, long long firstRound, long long o
               made ? 100.0 * static_cast<double>(reached) / static_cast<double>(made) : 0.0,
               made ? 100.0 * static_cast<double>(raised) / static_cast<double>(made) : 0.0);
   std::printf("fuzz: %lld diagnostic lines checked\n", h.diagLines);
+  if (h.verbose) {
+    std::vector<std::pair<long long, std::string>> top;
+    for (const auto& e : errors) top.emplace_back(-e.second, e.first);
+    std::sort(top.begin(), top.end());
+    for (size_t i = 0; i < top.size() && i < 40; ++i) std::printf("  %8lld  %s\n", -top[i].first, top[i].second.c_str());
+  }
 }
 
 }  // namespace robust

@@ -70,7 +70,6 @@ struct Target {
   TargetKind kind;
   int cls;           // index into Model::classes
   std::string name;  // function or property name
-  std::string label() const;
 };
 
 struct Class {

@@ -105,7 +105,8 @@ int main(int argc, char** argv) {
                   r.creates ? " (creates)" : "");
   if (creating == 0)
     std::printf("note: no factory created a platform object, so the ownership check watches nothing\n");
-  for (const std::string& s : m.skipped) std::printf("skipped: %s\n", s.c_str());
+  std::printf("skipped: %s\n", m.skipped.empty() ? "none" : "");
+  for (const std::string& s : m.skipped) std::printf("  %s\n", s.c_str());
 
   if (!injection.empty()) inject(h, injection);
   h.trace = trace;
