@@ -696,7 +696,11 @@ Outcome Harness::call(int target, const Arg* self, const std::vector<Arg>& args,
   if (proper) ++properCallsPerTarget[target];
 
   Outcome o;
-  o.status = lua_pcall(L, n, LUA_MULTRET, 0);
+  try {
+    o.status = lua_pcall(L, n, LUA_MULTRET, 0);
+  } catch (...) {
+    fail("a C++ exception escaped from the call through Lua");
+  }
   int nres = lua_gettop(L) - top;
   if (nres < 0) fail("the call removed values below its own frame from the Lua stack");
   if (o.status != LUA_OK) {
