@@ -20,14 +20,13 @@ describe("VPSS factories", function()
     local out, err = support.run([[
       require "tessel"
       local grp = Tessel.VPSS.GetGroup(0)
-      print(Tessel.VPSS.GetGroup(256), Tessel.VPSS.GetGroup(-1), Tessel.VPSS.CreateGroup(300, {}),
-            grp:GetChannel(4))
+      print(Tessel.VPSS.GetGroup(256), Tessel.VPSS.GetGroup(-1), Tessel.VPSS.GetGroup(2^32),
+            Tessel.VPSS.CreateGroup(300, {}), grp:GetChannel(4), grp:GetChannel(-1), grp:GetChannel(2^32))
     ]])
-    assert.are.equal("nil\tnil\tnil\tnil\n", out)
+    assert.are.equal("nil\tnil\tnil\tnil\tnil\tnil\tnil\n", out)
     local group = { reporter = "GetGroup", message = "VPSS group id is out of range, valid range is [0,256)" }
-    assert.are.same({ group, group, group,
-                      { reporter = "GetChannel", message = "VPSS channel ID is out of range, limit [0,4)" } },
-                    support.diagnostics(err))
+    local channel = { reporter = "GetChannel", message = "VPSS channel ID is out of range, limit [0,4)" }
+    assert.are.same({ group, group, group, group, channel, channel, channel }, support.diagnostics(err))
   end)
 
   it("make groups and channels that carry their address and limits", function()
@@ -211,6 +210,12 @@ describe("VPSS group settings", function()
     assert.matches("^Invalid arguments %[@SetCrop: line %d+%]$", msg)
     ok, msg = grp:SetCrop(true, "abs", { 1, 2 })
     assert.matches("^Invalid rect structure %[@SetCrop: line %d+%]$", msg)
+    -- a number is the platform's own mode; names it does not know leave ratio mode
+    for _, mode in ipairs({ { 7, 7 }, { "whole", 0 }, { {}, 0 } }) do
+      sim.clear()
+      grp:SetCrop(true, mode[1], RECT)
+      assert.are.same({ 2, { bEnable = 1, enCropCoordinate = mode[2], stCropRect = RECT } }, sim.calls()[1].args)
+    end
   end)
 
   it("size with a flag and a size, for the sizer and the prescaler alike", function()
@@ -238,6 +243,10 @@ describe("VPSS group settings", function()
       assert.is_true(grp:SetPreScaleMode(case[1]))
       assert.are.same({ 2, case[2] }, last_call("HI_MPI_VPSS_SetPreScaleMode").args)
       assert.are.equal(case[3], grp:GetPreScaleMode())
+    end
+    for _, other in ipairs({ "VPSS2", true }) do
+      grp:SetPreScaleMode(other)
+      assert.are.equal(2, last_call("HI_MPI_VPSS_SetPreScaleMode").args[2])
     end
     local ok, msg = grp:SetPreScaleMode()
     assert.are.equal(2, last_call("HI_MPI_VPSS_SetPreScaleMode").args[2])

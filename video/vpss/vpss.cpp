@@ -6,23 +6,24 @@
 namespace Tessel {
 namespace {
 
-bool validGroup(int grp) {
-  if (static_cast<unsigned>(grp) < kVpssMaxGroups) return true;
+// Negative numbers count as large ones.
+bool validGroup(lua_Integer grp) {
+  if (static_cast<lua_Unsigned>(grp) < kVpssMaxGroups) return true;
   TESSEL_DIAG_AS("GetGroup", "VPSS group id is out of range, valid range is [0," << kVpssMaxGroups << ")");
   return false;
 }
 
 }  // namespace
 
-RefCountedObjectPtr<VPSSGroup> VPSS::GetGroup(int grp) {
+RefCountedObjectPtr<VPSSGroup> VPSS::GetGroup(lua_Integer grp) {
   if (!validGroup(grp)) return nullptr;
-  return new VPSSGroup(grp);
+  return new VPSSGroup(static_cast<int>(grp));
 }
 
 // The group is returned whether or not the platform created it.
-RefCountedObjectPtr<VPSSGroup> VPSS::CreateGroup(int grp, lua_State* L) {
+RefCountedObjectPtr<VPSSGroup> VPSS::CreateGroup(lua_Integer grp, lua_State* L) {
   if (!validGroup(grp)) return nullptr;
-  return createWith(L, new VPSSGroup(grp));
+  return createWith(L, new VPSSGroup(static_cast<int>(grp)));
 }
 
 // Cleans up a group left by an earlier process. Channel 0 is disabled four

@@ -65,7 +65,7 @@ class VPSSGroup : public Channel, public RefCountedObjectType<int> {
   int DisableBackupFrame() { return HI_MPI_VPSS_DisableBackupFrame(m_devId); }
   int SetAttr(lua_State* L);
   int GetAttr(lua_State* L);
-  RefCountedObjectPtr<VPSSChannel> GetChannel(int chn);
+  RefCountedObjectPtr<VPSSChannel> GetChannel(lua_Integer chn);
   int SetParam(lua_State* L);
   int GetParam(lua_State* L);
   int NotImplementedYet(lua_State* L);
@@ -93,8 +93,10 @@ class VPSS {
  public:
   static int get_MaxGroups() { return kVpssMaxGroups; }
   static int get_MaxChannelsPerGroup() { return kVpssMaxChannels; }
-  static RefCountedObjectPtr<VPSSGroup> GetGroup(int grp);
-  static RefCountedObjectPtr<VPSSGroup> CreateGroup(int grp, lua_State* L);
+  // Numbers are taken whole, so that one beyond 32 bits is refused rather
+  // than cut down to a valid group.
+  static RefCountedObjectPtr<VPSSGroup> GetGroup(lua_Integer grp);
+  static RefCountedObjectPtr<VPSSGroup> CreateGroup(lua_Integer grp, lua_State* L);
   static int ForceFreeGroup(int grp);
 };
 

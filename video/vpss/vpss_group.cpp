@@ -77,12 +77,12 @@ int VPSSGroup::GetAttr(lua_State* L) {
       [&](auto* p) { return HI_MPI_VPSS_GetGrpAttr(m_devId, p); });
 }
 
-RefCountedObjectPtr<VPSSChannel> VPSSGroup::GetChannel(int chn) {
-  if (static_cast<unsigned>(chn) >= kVpssMaxChannels) {
+RefCountedObjectPtr<VPSSChannel> VPSSGroup::GetChannel(lua_Integer chn) {
+  if (static_cast<lua_Unsigned>(chn) >= kVpssMaxChannels) {
     TESSEL_DIAG_AS("GetChannel", "VPSS channel ID is out of range, limit [0," << kVpssMaxChannels << ")");
     return nullptr;
   }
-  return new VPSSChannel(m_devId, chn);
+  return new VPSSChannel(m_devId, static_cast<int>(chn));
 }
 
 int VPSSGroup::SetParam(lua_State* L) {
