@@ -72,6 +72,8 @@ const DesignationTexts kDesignation = {"Invalid channel object passed!",
 // An object of a class that is not a channel raises the class mismatch error.
 const char* readDesignation(lua_State* L, int idx, const DesignationTexts& texts, MPP_CHN_S* chn) {
   switch (lua_type(L, idx)) {
+    case LUA_TLIGHTUSERDATA:  // a userdata to Lua's type() too, but never one of ours
+      return texts.object;
     case LUA_TUSERDATA:
       if (!isObject(L, idx)) return texts.object;
       *chn = channelAddress(*checkObject<Channel>(L, idx));
@@ -154,7 +156,7 @@ int SYS::SetMemConfByID(int modId, int devId, int chnId, lua_State* L) {
 
 int SYS::GetMemConf(lua_State* L) {
   MPP_CHN_S chn;
-  if (lua_type(L, 1) == LUA_TUSERDATA) {
+  if (lua_isuserdata(L, 1)) {  // full or light: any userdata that is no channel is refused as such
     const Channel* c = toObject<Channel>(L, 1);
     if (!c) return TESSEL_FAIL(L, "Invalid channel object passed!");
     chn = channelAddress(*c);

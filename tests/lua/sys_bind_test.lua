@@ -9,6 +9,7 @@ local start, last_call = t.start, t.last_call
 
 local VPSS_2_1 = { enModId = 7, s32DevId = 2, s32ChnId = 1 }
 local VENC_0_5 = { enModId = 8, s32DevId = 0, s32ChnId = 5 }
+local light = debug.upvalueid(function() return SYS end, 1)  -- a light userdata
 
 describe("SYS.Bind and SYS.UnBind", function()
   before_each(start)
@@ -29,6 +30,7 @@ describe("SYS.Bind and SYS.UnBind", function()
       { { "XYZ", 0, 0 }, good, "Invalid from channel mod ID" },
       { { true, 0, 0 }, good, "Invalid from channel mod ID" },
       { io.stdout, good, "Invalid from channel object" },
+      { light, good, "Invalid from channel object" },
       { { "XYZ", 0, 0 }, { "VENC" }, "Invalid from channel mod ID" },  -- source read first
       { good, nil, "Invalid to channel parameters" },
       { good, { "VENC", 0 }, "Invalid to channel parameters" },
@@ -90,6 +92,7 @@ describe("SYS.GetBind", function()
       { "VPSS", "Invalid channel parameters" },
       { { "NOPE", 0, 0 }, "Invalid channel mod ID" },
       { io.stdout, "Invalid channel object passed!" },
+      { light, "Invalid channel object passed!" },
     }) do
       local ok, msg = SYS.GetBind(case[1])
       assert.is_nil(ok)

@@ -17,6 +17,8 @@ describe("module names", function()
     for _, n in ipairs({ 30, 37, 52, 53, -1 }) do
       assert.are.equal("invalid", SYS.MODID2Name(n))
     end
+    assert.error_matches(function() SYS.MODID2Name({}) end, "number expected, got table")
+    assert.error_matches(function() SYS.Name2MODID() end, "string expected, got no value")
   end)
 end)
 
@@ -76,6 +78,7 @@ describe("memory zones", function()
       { { "NOPE", 0, 0 }, "Invalid arguments passed!" },
       { { "VPSS", 0 }, "Invalid arguments passed!" },
       { { pool }, "Invalid channel object passed!" },
+      { { debug.upvalueid(function() return SYS end, 1) }, "Invalid channel object passed!" },  -- light userdata
     }) do
       local ok, msg = SYS.GetMemConf(table.unpack(case[1], 1, 3))
       assert.is_nil(ok)
