@@ -159,6 +159,7 @@ describe("VENC channel tuning", function()
     ok, msg = chn:GetRoiCfg(9)
     assert.matches("error=A0088003%]$", msg)
     assert.are.same({ 2, 9 }, last_call("HI_MPI_VENC_GetRoiCfg").args)
+    assert.error_matches(function() chn:GetRoiCfg(1.5) end, "bad argument #1 to 'GetRoiCfg' %(number has no integer")
     ok, msg = chn:SetRoiCfg({ u32Index = 8 })
     assert.matches("error=A0088003%]$", msg)
   end)
@@ -206,6 +207,8 @@ describe("VENC channel arguments", function()
     assert.are.same({ "AUTO", 0 }, { chn:GetH264IdrPicId() })
     local ok, msg = chn:SetH264IdrPicId(7, 1)   -- a raw mode the platform refuses
     assert.matches("^Fail to set VENC idr_pic_id %[@SetH264IdrPicId: line %d+ %- error=A0088003%]$", msg)
+    assert.error_matches(function() chn:SetH264IdrPicId(0.5) end,
+                         "bad argument #1 to 'SetH264IdrPicId' %(number has no integer")
     for _, mode in ipairs({ "manual", false }) do
       ok, msg = chn:SetH264IdrPicId(mode, 1)
       assert.matches("^Invalid VENC idr_pic_id mode %[@SetH264IdrPicId: line %d+%]$", msg)
@@ -284,6 +287,9 @@ describe("VENC module parameters", function()
     ok, msg = VENC.SetModParam({ type = true })
     assert.matches("^Invalid VENC mode type %[@SetModParam: line %d+%]$", msg)
     ok, msg = VENC.SetModParam()
+    assert.matches("^Invalid VENC mod parameters", msg)
+    -- The table is the last value given, whatever comes before it.
+    ok, msg = VENC.SetModParam({ type = "VENC", options = { u32VencBufferCache = 1 } }, 5)
     assert.matches("^Invalid VENC mod parameters", msg)
     -- The request goes out zeroed, which names no module type.
     ok, msg = VENC.GetModParam()

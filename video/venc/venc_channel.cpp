@@ -90,7 +90,7 @@ int VENCChannel::RequestIDR(lua_State* L) {
 int VENCChannel::SetH264IdrPicId(lua_State* L) {
   VENC_H264_IDRPICID_CFG_S cfg = {H264E_IDR_PIC_ID_MODE_AUTO, 0};
   if (lua_type(L, 2) == LUA_TNUMBER) {
-    cfg.enH264eIdrPicIdMode = static_cast<H264E_IDR_PIC_ID_MODE_E>(toInteger(L, 2));
+    cfg.enH264eIdrPicIdMode = static_cast<H264E_IDR_PIC_ID_MODE_E>(luaL_checkinteger(L, 2));
   } else if (lua_type(L, 2) == LUA_TSTRING) {
     const char* mode = lua_tostring(L, 2);
     if (strcasecmp(mode, "AUTO") == 0) cfg.enH264eIdrPicIdMode = H264E_IDR_PIC_ID_MODE_AUTO;
@@ -119,10 +119,11 @@ int VENCChannel::SetRoiCfg(lua_State* L) {
   return setVia(L, __func__, __LINE__, "Fail to set VENC channel ROI config", m_chnId, &HI_MPI_VENC_SetRoiCfg);
 }
 
-// GetRoiCfg(index): the platform judges the index.
+// GetRoiCfg(index): only a Lua number is an index, and a fraction is an
+// argument error; the platform judges the range.
 int VENCChannel::GetRoiCfg(lua_State* L) {
   if (lua_type(L, 2) != LUA_TNUMBER) return TESSEL_FAIL(L, "Invalid ROI index");
-  HI_U32 index = static_cast<HI_U32>(toInteger(L, 2));
+  HI_U32 index = static_cast<HI_U32>(luaL_checkinteger(L, 2));
   return getAsTable<VENC_ROI_CFG_S>(L, __func__, __LINE__, "Fail to get VENC channel ROI config",
       [&](VENC_ROI_CFG_S* p) { return HI_MPI_VENC_GetRoiCfg(m_chnId, index, p); });
 }
