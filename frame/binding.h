@@ -24,6 +24,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <limits>
 #include <tuple>
 #include <type_traits>
 #include <utility>
@@ -159,10 +160,22 @@ struct Arg<const char*> {
   static constexpr int slots = 1;
   static const char* get(lua_State* L, int i) { return luaL_checklstring(L, i, nullptr); }
 };
+// An integer the parameter cannot hold is clamped to the parameter's range,
+// so a number far out of range stays out of range instead of wrapping into a
+// valid one (2^32 is not channel 0).
 template <class A>
 struct Arg<A, std::enable_if_t<std::is_integral_v<A> && !std::is_same_v<A, bool>>> {
   static constexpr int slots = 1;
-  static A get(lua_State* L, int i) { return static_cast<A>(luaL_checkinteger(L, i)); }
+  static A get(lua_State* L, int i) {
+    lua_Integer v = luaL_checkinteger(L, i);
+    if constexpr (sizeof(A) < sizeof(lua_Integer)) {
+      constexpr lua_Integer lo = static_cast<lua_Integer>(std::numeric_limits<A>::min());
+      constexpr lua_Integer hi = static_cast<lua_Integer>(std::numeric_limits<A>::max());
+      if (v < lo) return std::numeric_limits<A>::min();
+      if (v > hi) return std::numeric_limits<A>::max();
+    }
+    return static_cast<A>(v);
+  }
 };
 template <class A>
 struct Arg<A, std::enable_if_t<std::is_enum_v<A>>> {

@@ -42,6 +42,8 @@ class Factory {
   static RefCountedObjectPtr<Widget> None() { return nullptr; }
   static RefCountedObjectPtr<Gadget> MakeGadget() { return new Gadget(); }
   static int Twice(int v) { return 2 * v; }
+  static int Same(int v) { return v; }
+  static unsigned int SameUnsigned(unsigned int v) { return v; }
   static int get_Limit() { return 7; }
 };
 
@@ -66,7 +68,9 @@ class BindingTest : public LuaTest {
         .addStaticFunction<&Factory::Make>("Make")
         .addStaticFunction<&Factory::None>("None")
         .addStaticFunction<&Factory::MakeGadget>("MakeGadget")
-        .addStaticFunction<&Factory::Twice>("Twice");
+        .addStaticFunction<&Factory::Twice>("Twice")
+        .addStaticFunction<&Factory::Same>("Same")
+        .addStaticFunction<&Factory::SameUnsigned>("SameUnsigned");
   }
 };
 
@@ -83,6 +87,15 @@ TEST_F(BindingTest, TypedCallsConvertArgumentsAndResults) {
   EXPECT_EQ(eval("Tessel.Factory.Make(3):Depth(10)"), "12");
   EXPECT_EQ(eval("select('#', Tessel.Factory.Make(3):Raw(1, 2))"), "2");
   EXPECT_EQ(eval("Tessel.Factory.Make(3):Raw(1, 2)"), "3");
+}
+
+TEST_F(BindingTest, IntegersOutsideAParametersRangeAreClampedNotWrapped) {
+  EXPECT_EQ(eval("Tessel.Factory.Same(-5)"), "-5");
+  EXPECT_EQ(eval("Tessel.Factory.Same(1 << 32)"), "2147483647");
+  EXPECT_EQ(eval("Tessel.Factory.Same(-(1 << 40))"), "-2147483648");
+  EXPECT_EQ(eval("Tessel.Factory.SameUnsigned(0xFFFFFFFF)"), "4294967295");
+  EXPECT_EQ(eval("Tessel.Factory.SameUnsigned(1 << 33)"), "4294967295");
+  EXPECT_EQ(eval("Tessel.Factory.SameUnsigned(-1)"), "0");
 }
 
 TEST_F(BindingTest, ChannelPropertiesReachDerivedClasses) {
