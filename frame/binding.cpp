@@ -26,9 +26,10 @@ const char* keyName(lua_State* L, int idx) {
   return s ? s : "?";
 }
 
-// __index of object metatables. Upvalue 1: the class's member table.
-// Stack: object, key.
-int objectIndex(lua_State* L) {
+// __index of object metatables and of static tables. Upvalue 1: the member
+// table (methods as functions, properties as light userdata entries) or the
+// static property table. Stack: object or table, key.
+int memberIndex(lua_State* L) {
   lua_settop(L, 2);
   lua_rawget(L, lua_upvalueindex(1));
   if (lua_type(L, -1) == LUA_TLIGHTUSERDATA) {
@@ -39,37 +40,21 @@ int objectIndex(lua_State* L) {
   return 1;
 }
 
-// __newindex of object metatables: every property is read-only and no other
-// key may be written.
-int objectNewIndex(lua_State* L) {
+// __newindex: every property is read-only, and any other key is refused with
+// unknownFormat. Upvalue 1 as for memberIndex.
+template <const char* unknownFormat>
+int refuseWrite(lua_State* L) {
   lua_pushvalue(L, 2);
   lua_rawget(L, lua_upvalueindex(1));
   if (lua_type(L, -1) == LUA_TLIGHTUSERDATA)
     return luaL_error(L, "'%s' is read-only", keyName(L, 2));
-  return luaL_error(L, "no member named '%s'", keyName(L, 2));
+  return luaL_error(L, unknownFormat, keyName(L, 2));
 }
 
-// __index of the table of static functions: the static properties.
-// Upvalue 1: table of property entries. Stack: table, key.
-int staticIndex(lua_State* L) {
-  lua_settop(L, 2);
-  lua_rawget(L, lua_upvalueindex(1));
-  if (lua_type(L, -1) == LUA_TLIGHTUSERDATA) {
-    const auto* prop = static_cast<const detail::PropEntry*>(lua_touserdata(L, -1));
-    lua_settop(L, 1);
-    return prop->get(L);
-  }
-  return 1;
-}
-
-// __newindex of the namespace and of static tables. Upvalue 1: properties.
-int staticNewIndex(lua_State* L) {
-  lua_pushvalue(L, 2);
-  lua_rawget(L, lua_upvalueindex(1));
-  if (lua_type(L, -1) == LUA_TLIGHTUSERDATA)
-    return luaL_error(L, "'%s' is read-only", keyName(L, 2));
-  return luaL_error(L, "no writable variable '%s'", keyName(L, 2));
-}
+const char kNoMember[] = "no member named '%s'";
+const char kNoVariable[] = "no writable variable '%s'";
+constexpr lua_CFunction objectNewIndex = &refuseWrite<kNoMember>;
+constexpr lua_CFunction staticNewIndex = &refuseWrite<kNoVariable>;
 
 int objectGc(lua_State* L) {
   if (lua_type(L, 1) != LUA_TUSERDATA || !isObject(L, 1)) return 0;
@@ -156,7 +141,7 @@ void openNamespace(lua_State* L) {
   lua_newtable(L);             // __propget: the namespace has no properties
   lua_pushvalue(L, -1);
   lua_setfield(L, -3, "__propget");
-  lua_pushcclosure(L, &staticNewIndex, 1);
+  lua_pushcclosure(L, staticNewIndex, 1);
   lua_setfield(L, -2, "__newindex");
   lua_pushboolean(L, 0);
   lua_setfield(L, -2, "__metatable");
@@ -198,9 +183,9 @@ void defineClass(lua_State* L, ClassInfo& ci, const char* name, const ClassInfo*
   lua_pushvalue(L, -1);
   lua_setfield(L, top + 2, "__members");
   lua_pushvalue(L, -1);
-  lua_pushcclosure(L, &objectIndex, 1);
+  lua_pushcclosure(L, &memberIndex, 1);
   lua_setfield(L, top + 2, "__index");
-  lua_pushcclosure(L, &objectNewIndex, 1);
+  lua_pushcclosure(L, objectNewIndex, 1);
   lua_setfield(L, top + 2, "__newindex");
   lua_pushcfunction(L, &objectGc);
   lua_setfield(L, -2, "__gc");
@@ -220,9 +205,9 @@ void defineClass(lua_State* L, ClassInfo& ci, const char* name, const ClassInfo*
   lua_pushvalue(L, top + 5);
   lua_setfield(L, top + 4, "__propget");
   lua_pushvalue(L, top + 5);
-  lua_pushcclosure(L, &staticIndex, 1);
+  lua_pushcclosure(L, &memberIndex, 1);
   lua_setfield(L, top + 4, "__index");
-  lua_pushcclosure(L, &staticNewIndex, 1);  // consumes properties
+  lua_pushcclosure(L, staticNewIndex, 1);  // consumes properties
   lua_setfield(L, top + 4, "__newindex");
   lua_pushvalue(L, top + 2);
   lua_setfield(L, top + 4, "__class");
