@@ -9,7 +9,7 @@
 #include <cstring>
 #include <strings.h>
 
-#include <mpi_venc.h>
+#include "platform/mpp.h"
 
 #include "bench.h"
 #include "frame/channel.h"

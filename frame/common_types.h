@@ -2,8 +2,7 @@
 // ratios and the common video and payload enumerations.
 #pragma once
 
-#include <hi_common.h>
-#include <hi_comm_video.h>
+#include "platform/mpp.h"
 
 #include "frame/convert.h"
 

@@ -28,7 +28,7 @@
 
 #include <lua.hpp>
 
-#include <hi_type.h>
+#include "platform/mpp.h"
 
 #include "frame/errors.h"
 

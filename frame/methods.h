@@ -3,7 +3,7 @@
 
 #include <cstring>
 
-#include <hi_type.h>
+#include "platform/mpp.h"
 
 #include "frame/binding.h"
 #include "frame/convert.h"

@@ -3,7 +3,7 @@
 
 #include <cstring>
 
-#include <mpi_sys.h>
+#include "platform/mpp.h"
 
 #include "frame/binding.h"
 #include "frame/convert.h"

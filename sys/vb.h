@@ -4,7 +4,7 @@
 
 #include <lua.hpp>
 
-#include <hi_comm_vb.h>
+#include "platform/mpp.h"
 
 #include "frame/convert.h"
 #include "frame/ref_counted.h"

@@ -4,9 +4,7 @@
 
 #include <lua.hpp>
 
-#include <hi_comm_rc.h>
-#include <hi_comm_venc.h>
-#include <mpi_venc.h>
+#include "platform/mpp.h"
 
 #include "frame/binding.h"
 #include "frame/channel.h"

@@ -4,8 +4,7 @@
 
 #include <lua.hpp>
 
-#include <hi_comm_vpss.h>
-#include <mpi_vpss.h>
+#include "platform/mpp.h"
 
 #include "frame/binding.h"
 #include "frame/channel.h"
