@@ -2,6 +2,9 @@
 // Compiled (not run) for armv7-a softfp: every assertion compares our
 // declarations with the vendor ABI.
 #include <cstddef>
+#include "hi_type.h"
+#include "hi_common.h"
+#include "hi_comm_video.h"
 #include "hi_comm_adec.h"
 #include "hi_comm_aenc.h"
 #include "hi_comm_aio.h"
@@ -17,16 +20,14 @@
 #include "hi_comm_venc.h"
 #include "hi_comm_vgs.h"
 #include "hi_comm_vi.h"
-#include "hi_comm_video.h"
 #include "hi_comm_vo.h"
 #include "hi_comm_vpss.h"
-#include "hi_common.h"
 #include "hi_debug.h"
 #include "hi_defines.h"
 #include "hi_errno.h"
 #include "hi_ive.h"
 #include "hi_math.h"
-#include "hi_type.h"
+#include "hi_osal.h"
 #include "mpi_adec.h"
 #include "mpi_aenc.h"
 #include "mpi_ai.h"

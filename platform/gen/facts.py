@@ -9,6 +9,7 @@ import re
 
 ROOT = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
 FACTS = os.path.join(ROOT, "facts", "hi3531dv100-abi.json")
+INCLUDES = os.path.join(ROOT, "facts", "hi3531dv100-includes.json")
 
 # Libraries whose functions the simulator exports (IVE and PCIV live in
 # libraries of their own that the module never links).
@@ -35,6 +36,9 @@ class Facts:
         self.defines = d["defines"]
         self.defines_by_header = d["defines_by_header"]
         self.functions = d["functions"]
+        # each vendor header's own #include lines, in order
+        with open(INCLUDES) as f:
+            self.includes = json.load(f)["includes"]
 
     # -- names -------------------------------------------------------------
     def header_of(self, name):

@@ -18,7 +18,7 @@ def main():
     writer = HeaderWriter(facts)
     headers = writer.write()
     # include cycles would make declaration order depend on the first include
-    graph = {h: writer.header_deps(h) for h in headers}
+    graph = {h: [d for d, ours in writer.own_includes(h) if ours] for h in headers}
     seen, stack = set(), []
 
     def visit(h):

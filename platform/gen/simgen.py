@@ -4,6 +4,7 @@ tables that decode structures for the journal."""
 import os
 import re
 
+from headers import PREFIX
 from facts import ROOT
 
 SIM_DIR = os.path.join(ROOT, "sim")
@@ -197,6 +198,7 @@ class SimWriter:
                  "// exist\" for objects the core tracks); a module file overrides one by",
                  "// defining it in namespace sim::h with the same signature.",
                  "#include <cstdint>"]
+        decls += ['#include "%s"' % h for h in PREFIX]
         decls += sorted('#include "%s"' % h for h in set(fn["header"] for fn in self.funcs.values()))
         decls.append("namespace sim { namespace h {")
         by_module = {}

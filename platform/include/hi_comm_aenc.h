@@ -3,8 +3,6 @@
 #define TESSEL_HI_COMM_AENC_H
 
 #include "hi_type.h"
-#include "hi_defines.h"
-#include "hi_errno.h"
 #include "hi_common.h"
 #include "hi_comm_aio.h"
 

@@ -2,10 +2,8 @@
 #ifndef TESSEL_HI_COMM_AIO_H
 #define TESSEL_HI_COMM_AIO_H
 
-#include "hi_type.h"
-#include "hi_defines.h"
-#include "hi_errno.h"
 #include "hi_common.h"
+#include "hi_errno.h"
 
 #ifdef __cplusplus
 extern "C" {

@@ -3,9 +3,9 @@
 #define TESSEL_HI_COMM_HDMI_H
 
 #include "hi_type.h"
-#include "hi_defines.h"
 #include "hi_errno.h"
 #include "hi_common.h"
+#include "hi_comm_video.h"
 
 #ifdef __cplusplus
 extern "C" {

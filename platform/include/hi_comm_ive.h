@@ -3,9 +3,7 @@
 #define TESSEL_HI_COMM_IVE_H
 
 #include "hi_type.h"
-#include "hi_defines.h"
 #include "hi_errno.h"
-#include "hi_common.h"
 
 #ifdef __cplusplus
 extern "C" {

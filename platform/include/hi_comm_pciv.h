@@ -3,10 +3,10 @@
 #define TESSEL_HI_COMM_PCIV_H
 
 #include "hi_type.h"
-#include "hi_defines.h"
-#include "hi_errno.h"
 #include "hi_common.h"
+#include "hi_errno.h"
 #include "hi_comm_video.h"
+#include "hi_comm_vdec.h"
 #include "hi_comm_vpss.h"
 
 #ifdef __cplusplus

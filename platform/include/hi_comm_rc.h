@@ -2,10 +2,7 @@
 #ifndef TESSEL_HI_COMM_RC_H
 #define TESSEL_HI_COMM_RC_H
 
-#include "hi_type.h"
 #include "hi_defines.h"
-#include "hi_errno.h"
-#include "hi_common.h"
 
 #ifdef __cplusplus
 extern "C" {

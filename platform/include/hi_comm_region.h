@@ -2,11 +2,10 @@
 #ifndef TESSEL_HI_COMM_REGION_H
 #define TESSEL_HI_COMM_REGION_H
 
-#include "hi_type.h"
-#include "hi_defines.h"
-#include "hi_errno.h"
 #include "hi_common.h"
 #include "hi_comm_video.h"
+#include "hi_errno.h"
+#include "hi_defines.h"
 
 #ifdef __cplusplus
 extern "C" {

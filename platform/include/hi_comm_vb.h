@@ -3,9 +3,8 @@
 #define TESSEL_HI_COMM_VB_H
 
 #include "hi_type.h"
-#include "hi_defines.h"
 #include "hi_errno.h"
-#include "hi_common.h"
+#include "hi_debug.h"
 
 #ifdef __cplusplus
 extern "C" {

@@ -3,9 +3,11 @@
 #define TESSEL_HI_COMM_VDA_H
 
 #include "hi_type.h"
-#include "hi_defines.h"
-#include "hi_errno.h"
+#include "hi_debug.h"
+#include "hi_comm_video.h"
 #include "hi_common.h"
+#include "hi_errno.h"
+#include "hi_defines.h"
 
 #ifdef __cplusplus
 extern "C" {

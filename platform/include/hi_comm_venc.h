@@ -3,12 +3,10 @@
 #define TESSEL_HI_COMM_VENC_H
 
 #include "hi_type.h"
-#include "hi_defines.h"
-#include "hi_errno.h"
 #include "hi_common.h"
-#include "hi_comm_ive.h"
-#include "hi_comm_rc.h"
+#include "hi_errno.h"
 #include "hi_comm_video.h"
+#include "hi_comm_rc.h"
 
 #ifdef __cplusplus
 extern "C" {
@@ -28,6 +26,8 @@ extern "C" {
 #define HI_ERR_VENC_NULL_PTR ((HI_S32)0xA0088006)
 #define HI_ERR_VENC_SYS_NOTREADY ((HI_S32)0xA0088010)
 #define HI_ERR_VENC_UNEXIST ((HI_S32)0xA0088005)
+
+typedef double HI_DOUBLE;
 
 typedef enum hiH264E_IDR_PIC_ID_MODE_E TESSEL_ENUM_BASE {
     H264E_IDR_PIC_ID_MODE_AUTO = 0,

@@ -2,10 +2,8 @@
 #ifndef TESSEL_HI_COMM_VI_H
 #define TESSEL_HI_COMM_VI_H
 
-#include "hi_type.h"
-#include "hi_defines.h"
-#include "hi_errno.h"
 #include "hi_common.h"
+#include "hi_errno.h"
 #include "hi_comm_video.h"
 
 #ifdef __cplusplus

@@ -3,8 +3,6 @@
 #define TESSEL_HI_COMM_VIDEO_H
 
 #include "hi_type.h"
-#include "hi_defines.h"
-#include "hi_errno.h"
 #include "hi_common.h"
 
 #ifdef __cplusplus

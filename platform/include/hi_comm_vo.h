@@ -3,7 +3,6 @@
 #define TESSEL_HI_COMM_VO_H
 
 #include "hi_type.h"
-#include "hi_defines.h"
 #include "hi_errno.h"
 #include "hi_common.h"
 #include "hi_comm_video.h"

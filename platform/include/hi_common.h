@@ -3,8 +3,8 @@
 #define TESSEL_HI_COMMON_H
 
 #include "hi_type.h"
+#include "hi_math.h"
 #include "hi_defines.h"
-#include "hi_errno.h"
 
 #ifdef __cplusplus
 extern "C" {

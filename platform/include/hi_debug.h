@@ -2,9 +2,9 @@
 #ifndef TESSEL_HI_DEBUG_H
 #define TESSEL_HI_DEBUG_H
 
+#include <stdio.h>
+#include <stdarg.h>
 #include "hi_type.h"
-#include "hi_defines.h"
-#include "hi_errno.h"
 #include "hi_common.h"
 
 #ifdef __cplusplus

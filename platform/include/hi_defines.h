@@ -2,7 +2,6 @@
 #ifndef TESSEL_HI_DEFINES_H
 #define TESSEL_HI_DEFINES_H
 
-#include "hi_type.h"
 
 #ifdef __cplusplus
 extern "C" {

@@ -2,8 +2,7 @@
 #ifndef TESSEL_HI_ERRNO_H
 #define TESSEL_HI_ERRNO_H
 
-#include "hi_type.h"
-#include "hi_defines.h"
+#include "hi_debug.h"
 
 #ifdef __cplusplus
 extern "C" {

@@ -2,11 +2,8 @@
 #ifndef TESSEL_HI_IVE_H
 #define TESSEL_HI_IVE_H
 
-#include "hi_type.h"
-#include "hi_defines.h"
-#include "hi_errno.h"
-#include "hi_common.h"
 #include "hi_comm_ive.h"
+#include "hi_common.h"
 
 #ifdef __cplusplus
 extern "C" {

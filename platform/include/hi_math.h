@@ -3,9 +3,10 @@
 #define TESSEL_HI_MATH_H
 
 #include "hi_type.h"
-#include "hi_defines.h"
-#include "hi_errno.h"
-#include "hi_common.h"
+#include "hi_osal.h"
+#include <sys/time.h>
+#include <stdio.h>
+#include <stdarg.h>
 
 #ifdef __cplusplus
 extern "C" {

@@ -2,12 +2,9 @@
 #ifndef TESSEL_MPI_AENC_H
 #define TESSEL_MPI_AENC_H
 
-#include "hi_type.h"
-#include "hi_defines.h"
-#include "hi_errno.h"
 #include "hi_common.h"
-#include "hi_comm_aenc.h"
 #include "hi_comm_aio.h"
+#include "hi_comm_aenc.h"
 
 #ifdef __cplusplus
 extern "C" {

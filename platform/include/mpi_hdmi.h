@@ -2,10 +2,6 @@
 #ifndef TESSEL_MPI_HDMI_H
 #define TESSEL_MPI_HDMI_H
 
-#include "hi_type.h"
-#include "hi_defines.h"
-#include "hi_errno.h"
-#include "hi_common.h"
 #include "hi_comm_hdmi.h"
 
 #ifdef __cplusplus

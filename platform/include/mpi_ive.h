@@ -2,11 +2,6 @@
 #ifndef TESSEL_MPI_IVE_H
 #define TESSEL_MPI_IVE_H
 
-#include "hi_type.h"
-#include "hi_defines.h"
-#include "hi_errno.h"
-#include "hi_common.h"
-#include "hi_comm_ive.h"
 #include "hi_ive.h"
 
 #ifdef __cplusplus

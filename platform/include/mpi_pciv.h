@@ -2,10 +2,8 @@
 #ifndef TESSEL_MPI_PCIV_H
 #define TESSEL_MPI_PCIV_H
 
-#include "hi_type.h"
-#include "hi_defines.h"
-#include "hi_errno.h"
 #include "hi_common.h"
+#include "hi_comm_video.h"
 #include "hi_comm_pciv.h"
 
 #ifdef __cplusplus

@@ -2,12 +2,7 @@
 #ifndef TESSEL_MPI_VDA_H
 #define TESSEL_MPI_VDA_H
 
-#include "hi_type.h"
-#include "hi_defines.h"
-#include "hi_errno.h"
-#include "hi_common.h"
 #include "hi_comm_vda.h"
-#include "hi_comm_video.h"
 
 #ifdef __cplusplus
 extern "C" {

@@ -2,12 +2,10 @@
 #ifndef TESSEL_MPI_VDEC_H
 #define TESSEL_MPI_VDEC_H
 
-#include "hi_type.h"
-#include "hi_defines.h"
-#include "hi_errno.h"
 #include "hi_common.h"
-#include "hi_comm_vdec.h"
 #include "hi_comm_video.h"
+#include "hi_comm_vb.h"
+#include "hi_comm_vdec.h"
 
 #ifdef __cplusplus
 extern "C" {

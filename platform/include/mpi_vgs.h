@@ -2,10 +2,8 @@
 #ifndef TESSEL_MPI_VGS_H
 #define TESSEL_MPI_VGS_H
 
-#include "hi_type.h"
-#include "hi_defines.h"
-#include "hi_errno.h"
 #include "hi_common.h"
+#include "hi_comm_video.h"
 #include "hi_comm_vgs.h"
 
 #ifdef __cplusplus

@@ -2,13 +2,8 @@
 #ifndef TESSEL_MPI_VI_H
 #define TESSEL_MPI_VI_H
 
-#include "hi_type.h"
-#include "hi_defines.h"
-#include "hi_errno.h"
-#include "hi_common.h"
-#include "hi_comm_vb.h"
 #include "hi_comm_vi.h"
-#include "hi_comm_video.h"
+#include "hi_comm_vb.h"
 
 #ifdef __cplusplus
 extern "C" {

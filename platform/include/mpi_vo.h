@@ -2,11 +2,6 @@
 #ifndef TESSEL_MPI_VO_H
 #define TESSEL_MPI_VO_H
 
-#include "hi_type.h"
-#include "hi_defines.h"
-#include "hi_errno.h"
-#include "hi_common.h"
-#include "hi_comm_video.h"
 #include "hi_comm_vo.h"
 
 #ifdef __cplusplus

@@ -8,6 +8,9 @@
 // exist" for objects the core tracks); a module file overrides one by
 // defining it in namespace sim::h with the same signature.
 #include <cstdint>
+#include "hi_type.h"
+#include "hi_common.h"
+#include "hi_comm_video.h"
 #include "mpi_adec.h"
 #include "mpi_aenc.h"
 #include "mpi_ai.h"
