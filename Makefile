@@ -9,9 +9,20 @@ LUA        ?= lua5.3
 ITERATIONS ?= 1000000
 
 DEB_PACKAGES = cmake g++ make pkg-config lua5.3 liblua5.3-dev lua-busted lua-check \
-               libgtest-dev libbenchmark-dev g++-arm-linux-gnueabi graphviz
+               libgtest-dev libbenchmark-dev g++-arm-linux-gnueabi graphviz qemu-user
 
-.PHONY: all build deps demo test test-host test-asan bench fuzz clean
+# The 32-bit ARM run: Debian's armel builds of what the tests load, unpacked
+# into a build-local root (no multiarch install), run under qemu-arm.
+ARM_BUILD    ?= build-arm32
+ARM_ROOT     ?= $(ARM_BUILD)-root
+ARM_PACKAGES  = libc6 libgcc-s1 libstdc++6 libreadline8 libtinfo6 lua5.3 liblua5.3-0 \
+                liblua5.3-dev lua-filesystem lua-system lua-term libgtest-dev
+ARM_APT       = -o APT::Architecture=armel -o APT::Architectures::=armel \
+                -o Dir::State::Lists=$(abspath $(ARM_ROOT)).apt/lists \
+                -o Dir::Cache=$(abspath $(ARM_ROOT)).apt/cache \
+                -o Dir::State::status=/dev/null -o APT::Sandbox::User=root
+
+.PHONY: all build build-arm deps demo test test-host test-asan test-arm bench fuzz clean
 
 all: build
 
@@ -32,8 +43,9 @@ build: deps
 demo: build
 	LUA_CPATH='$(BUILD)/lua/?.so;;' $(LUA) examples/demo.lua
 
-# Every test of the host build, then the Lua tests again under ASan and UBSan.
-test: test-host test-asan
+# Every test of the host build, then the Lua tests again under ASan and UBSan,
+# then the unit, Lua and robustness tests built for the board's CPU.
+test: test-host test-asan test-arm
 
 test-host: build
 	cd $(BUILD) && ctest --output-on-failure -j $(JOBS)
@@ -43,11 +55,30 @@ test-asan: deps
 	cmake --build $(ASAN_BUILD) -j $(JOBS)
 	cd $(ASAN_BUILD) && ctest --output-on-failure -j $(JOBS) -L 'unit|sanitized'
 
-bench: deps
+$(ARM_ROOT)/.unpacked:
+	@echo "Fetching armel packages into $(ARM_ROOT)"
+	@rm -rf $(ARM_ROOT) $(ARM_ROOT).apt && mkdir -p $(ARM_ROOT).apt/lists/partial $(ARM_ROOT).apt/cache/archives/partial
+	@apt-get -qq $(ARM_APT) update
+	@cd $(ARM_ROOT).apt && apt-get -qq $(ARM_APT) download $(ARM_PACKAGES)
+	@for deb in $(ARM_ROOT).apt/*.deb; do dpkg -x $$deb $(ARM_ROOT); done
+	@touch $@
+
+build-arm: deps $(ARM_ROOT)/.unpacked
+	cmake -S . -B $(ARM_BUILD) -DCMAKE_TOOLCHAIN_FILE=cmake/arm-linux-gnueabi.cmake \
+	      -DTESSEL_TARGET_ROOT=$(abspath $(ARM_ROOT)) -DCMAKE_BUILD_TYPE=RelWithDebInfo >/dev/null
+	cmake --build $(ARM_BUILD) -j $(JOBS)
+
+test-arm: build-arm
+	cd $(ARM_BUILD) && ctest --output-on-failure -j $(JOBS) -L 'unit|lua|robustness'
+
+bench: deps build-arm
 	cmake -S . -B $(BENCH_BUILD) -DCMAKE_BUILD_TYPE=Release -DTESSEL_BENCH=ON -DTESSEL_TESTS=OFF >/dev/null
 	cmake --build $(BENCH_BUILD) -j $(JOBS)
 	@status=0; for b in $(BENCH_BUILD)/bench/*_bench; do \
-	  LUA_CPATH='$(BENCH_BUILD)/lua/?.so;;' $$b || status=1; echo; done; exit $$status
+	  LUA_CPATH='$(BENCH_BUILD)/lua/?.so;;' $$b || status=1; echo; done; \
+	arm-linux-gnueabi-strip -o $(ARM_BUILD)/tessel-stripped.so $(ARM_BUILD)/lua/tessel.so; \
+	echo "32-bit ARM tessel.so, stripped: $$(stat -c %s $(ARM_BUILD)/tessel-stripped.so) bytes"; \
+	exit $$status
 
 # The robustness harness under ASan and UBSan: ITERATIONS calls (SEED=n to
 # repeat a run).
@@ -57,4 +88,4 @@ fuzz: deps
 	$(ASAN_BUILD)/tests/robustness/tessel_robustness --iterations $(ITERATIONS) $(if $(SEED),--seed $(SEED))
 
 clean:
-	rm -rf $(BUILD) $(ASAN_BUILD) $(BENCH_BUILD)
+	rm -rf $(BUILD) $(ASAN_BUILD) $(BENCH_BUILD) $(ARM_BUILD) $(ARM_ROOT) $(ARM_ROOT).apt

@@ -11,13 +11,16 @@ end
 
 -- Runs a Lua chunk in a fresh interpreter (same environment, so the built
 -- modules load) and returns what it wrote to standard output and standard
--- error, and whether it exited successfully.
+-- error, and whether it exited successfully. TESSEL_LUA names the interpreter
+-- command when it is not the host's lua5.3 (an emulated target's, say).
+local interpreter = os.getenv("TESSEL_LUA") or "lua5.3"
+
 function M.run(code)
   local script, out, err = os.tmpname(), os.tmpname(), os.tmpname()
   local f = assert(io.open(script, "w"))
   f:write(code)
   f:close()
-  local ok = os.execute(string.format("lua5.3 %s >%s 2>%s", script, out, err))
+  local ok = os.execute(string.format("%s %s >%s 2>%s", interpreter, script, out, err))
   os.remove(script)
   return slurp(out), slurp(err), ok == true
 end
