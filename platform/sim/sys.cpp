@@ -63,6 +63,37 @@ HI_S32 check(const MPP_CHN_S* chn, Role role) {
 
 Key keyOf(const MPP_CHN_S& chn) { return Key{static_cast<int>(chn.enModId), chn.s32DevId, chn.s32ChnId}; }
 
+// Existence rules of the simulated modules, by module id.
+std::map<int, bool (*)(Key)>& endpointRules() {
+  static std::map<int, bool (*)(Key)> rules;
+  return rules;
+}
+
+// Both ends of a binding must exist where the module is simulated; the
+// platform answers with that module's "does not exist".
+HI_S32 checkExists(const MPP_CHN_S& chn) {
+  auto it = endpointRules().find(static_cast<int>(chn.enModId));
+  if (it == endpointRules().end() || it->second(keyOf(chn))) return HI_SUCCESS;
+  return err(static_cast<unsigned>(chn.enModId), UNEXIST);
+}
+
+// What a script left behind at system exit: the call goes through, the
+// board keeps running hardware and loses buffers.
+void reportLeftovers() {
+  for (const Key& k : objects()) {
+    const Object* o = find(k);
+    if (k.dev < 0 || !o || !(o->created || o->enabled || o->started)) continue;
+    bool receives = k.mod == HI_ID_VENC || k.mod == HI_ID_VDEC;
+    const char* state = o->started ? (receives ? "still receiving" : "still started")
+                        : o->enabled ? "still enabled" : "still exists";
+    finding(o->started || o->enabled ? "running-at-exit" : "alive-at-exit",
+            label(k) + " " + state + " at system exit");
+  }
+  for (const auto& b : bindings())
+    finding("bound-at-exit", "binding " + label(b.first) + " -> " + label(b.second) +
+                                 " left in place at system exit");
+}
+
 // Memory-zone names set per channel; a name fills all MAX_MMZ_NAME_LEN bytes
 // without a terminating zero when it is that long, as on the board.
 struct Zone {
@@ -94,6 +125,18 @@ HI_S32 setPts(HI_U64 pts) {
 
 }  // namespace
 
+bool sys_ready() { return started(kSys); }
+
+void on_endpoint(int mod, bool (*exists)(Key)) { endpointRules()[mod] = exists; }
+
+void report_bound(Key k, const char* what) {
+  Key src;
+  if (source_of(k, &src))
+    finding("destroyed-while-bound", label(k) + " " + what + " while bound to its source " + label(src));
+  for (const Key& dst : destinations(k))
+    finding("destroyed-while-bound", label(k) + " " + what + " while bound to " + label(dst));
+}
+
 namespace h {
 
 HI_S32 HI_MPI_SYS_SetConf(const MPP_SYS_CONF_S* conf) {
@@ -124,6 +167,7 @@ HI_S32 HI_MPI_SYS_Init(void) {
 
 HI_S32 HI_MPI_SYS_Exit(void) {
   if (!started(kSys)) return HI_SUCCESS;
+  reportLeftovers();
   for (const Key& dst : g_bound) {
     Key src;
     if (source_of(dst, &src)) unbind(src, dst);
@@ -146,6 +190,8 @@ HI_S32 HI_MPI_SYS_Bind(MPP_CHN_S* src, MPP_CHN_S* dst) {
   if (!started(kSys)) return err(HI_ID_SYS, SYS_NOTREADY);
   if (HI_S32 rc = check(src, AsSource)) return rc;
   if (HI_S32 rc = check(dst, AsDestination)) return rc;
+  if (HI_S32 rc = checkExists(*src)) return rc;
+  if (HI_S32 rc = checkExists(*dst)) return rc;
   if (!bind(keyOf(*src), keyOf(*dst))) return err(HI_ID_SYS, BUSY);  // already has a source
   g_bound.insert(keyOf(*dst));
   return HI_SUCCESS;

@@ -30,6 +30,9 @@ HI_S32 fault(int reason) { return err(kMod, reason); }
 
 Key chnKey(VENC_CHN chn) { return Key{kMod, 0, chn}; }
 
+// A binding reaches an encoder channel that exists.
+const bool g_endpoint = (on_endpoint(kMod, [](Key k) { return find(chnKey(k.chn)) != nullptr; }), true);
+
 Found channel(VENC_CHN chn) {
   if (chn < 0 || chn >= VENC_MAX_CHN_NUM) return missing(fault(INVALID_CHNID));
   Object* o = find(chnKey(chn));
@@ -111,6 +114,9 @@ bool rates(HI_U32 src, HI_FR32 dst) {
 
 bool gopAndStat(HI_U32 gop, HI_U32 statTime) { return within(gop, 1, 65536) && within(statTime, 1, 60); }
 
+// Bit rates in kbit/s, as far as the encoder goes.
+bool bitrate(HI_U32 kbps) { return within(kbps, 2, 102400); }
+
 bool qp(HI_U32 v) { return v <= 51; }
 bool qfactor(HI_U32 v) { return within(v, 1, 99); }
 
@@ -122,19 +128,19 @@ bool judgeRateMember(const VENC_RC_ATTR_S& r) {
     case VENC_RC_MODE_H265CBR: {
       const auto& m = r.stAttrH264Cbr;
       return gopAndStat(m.u32Gop, m.u32StatTime) && rates(m.u32SrcFrmRate, m.fr32DstFrmRate) &&
-             m.u32BitRate != 0 && m.u32FluctuateLevel <= 5;
+             bitrate(m.u32BitRate) && m.u32FluctuateLevel <= 5;
     }
     case VENC_RC_MODE_H264VBR:
     case VENC_RC_MODE_H265VBR: {
       const auto& m = r.stAttrH264Vbr;
       return gopAndStat(m.u32Gop, m.u32StatTime) && rates(m.u32SrcFrmRate, m.fr32DstFrmRate) &&
-             m.u32MaxBitRate != 0 && qp(m.u32MaxQp) && m.u32MinQp <= m.u32MaxQp && qp(m.u32MinIQp);
+             bitrate(m.u32MaxBitRate) && qp(m.u32MaxQp) && m.u32MinQp <= m.u32MaxQp && qp(m.u32MinIQp);
     }
     case VENC_RC_MODE_H264AVBR:
     case VENC_RC_MODE_H265AVBR: {
       const auto& m = r.stAttrH264AVbr;
       return gopAndStat(m.u32Gop, m.u32StatTime) && rates(m.u32SrcFrmRate, m.fr32DstFrmRate) &&
-             m.u32MaxBitRate != 0;
+             bitrate(m.u32MaxBitRate);
     }
     case VENC_RC_MODE_H264FIXQP:
     case VENC_RC_MODE_H265FIXQP: {
@@ -145,12 +151,12 @@ bool judgeRateMember(const VENC_RC_ATTR_S& r) {
     case VENC_RC_MODE_MJPEGCBR: {
       const auto& m = r.stAttrMjpegeCbr;
       return within(m.u32StatTime, 1, 60) && rates(m.u32SrcFrmRate, m.fr32DstFrmRate) &&
-             m.u32BitRate != 0 && m.u32FluctuateLevel <= 5;
+             bitrate(m.u32BitRate) && m.u32FluctuateLevel <= 5;
     }
     case VENC_RC_MODE_MJPEGVBR: {
       const auto& m = r.stAttrMjpegeVbr;
       return within(m.u32StatTime, 1, 60) && rates(m.u32SrcFrmRate, m.fr32DstFrmRate) &&
-             m.u32MaxBitRate != 0 && qfactor(m.u32MaxQfactor) && qfactor(m.u32MinQfactor) &&
+             bitrate(m.u32MaxBitRate) && qfactor(m.u32MaxQfactor) && qfactor(m.u32MinQfactor) &&
              m.u32MinQfactor <= m.u32MaxQfactor;
     }
     case VENC_RC_MODE_MJPEGFIXQP: {
@@ -237,6 +243,7 @@ namespace h {
 
 HI_S32 HI_MPI_VENC_CreateChn(VENC_CHN chn, const VENC_CHN_ATTR_S* attr) {
   if (chn < 0 || chn >= VENC_MAX_CHN_NUM) return fault(INVALID_CHNID);
+  if (!sys_ready()) return fault(SYS_NOTREADY);
   if (!attr) return fault(NULL_PTR);
   if (find(chnKey(chn))) return fault(EXIST);
   if (HI_S32 bad = judgeAttr(*attr)) return bad;

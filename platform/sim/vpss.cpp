@@ -21,6 +21,9 @@ HI_S32 fault(int reason) { return err(kMod, reason); }
 
 Key groupKey(VPSS_GRP grp) { return Key{kMod, grp, -1}; }
 
+// A binding reaches a group that exists (any of its channels as a source).
+const bool g_endpoint = (on_endpoint(kMod, [](Key k) { return find(groupKey(k.dev)) != nullptr; }), true);
+
 Found group(VPSS_GRP grp) {
   if (grp < 0 || grp >= VPSS_MAX_GRP_NUM) return missing(fault(INVALID_DEVID));
   Object* o = find(groupKey(grp));
@@ -117,6 +120,7 @@ namespace h {
 
 HI_S32 HI_MPI_VPSS_CreateGrp(VPSS_GRP grp, VPSS_GRP_ATTR_S* attr) {
   if (grp < 0 || grp >= VPSS_MAX_GRP_NUM) return fault(INVALID_DEVID);
+  if (!sys_ready()) return fault(SYS_NOTREADY);
   if (!attr) return fault(NULL_PTR);
   if (find(groupKey(grp))) return fault(EXIST);
   if (HI_S32 bad = judgeGroup(*attr)) return bad;

@@ -2,6 +2,7 @@
 -- with tessel.so driving the same simulator.
 require "tessel"
 local sim = require "tessel.sim"
+local support = require "tests.lua.support"
 
 local EXISTS = 0xA0088004
 local NOMEM = 0xA008800C
@@ -20,7 +21,7 @@ local function create(id)
 end
 
 describe("tessel.sim", function()
-  before_each(function() sim.reset() end)
+  before_each(function() support.power_on() end)
 
   it("journals each platform call with name, count, arguments and status", function()
     local call = create(3)
@@ -38,7 +39,9 @@ describe("tessel.sim", function()
     sim.fail("HI_MPI_VENC_CreateChn", NOMEM, 3)
     sim.reset()
     assert.are.equal(0, #sim.calls())
-    assert.is_nil(sim.dot():find("label"))
+    assert.is_nil(sim.dot():find("VENC", 1, true))
+    assert.are.equal(0xA0088010, u32(create(3).ret))  -- the system is down again
+    support.power_on()
     assert.are.equal(0, create(3).ret)
   end)
 

@@ -61,7 +61,17 @@ end
 function M.fresh()
   collectgarbage()
   collectgarbage()
-  require("tessel.sim").reset()
+  M.power_on()
+end
+
+-- Power-on with buffer pools and the system up, as every pipeline starts
+-- (modules make no objects before), and an empty journal.
+function M.power_on()
+  local sim = require "tessel.sim"
+  sim.reset()
+  assert(Tessel.VB.Config(8, { { u32BlkSize = 4096, u32BlkCnt = 2 } }) == 0 and Tessel.VB.Init() == 0)
+  assert(Tessel.SYS.Init() == 0)
+  sim.clear()
 end
 
 -- Platform status codes as unsigned and as signed 32-bit numbers.

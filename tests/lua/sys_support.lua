@@ -15,11 +15,34 @@ function M.pools(n, extra)
   return t
 end
 
--- A fresh platform with buffer pools up, and the system too unless told not.
+-- Processing groups and encoder channels that binding tests address; a
+-- binding needs both ends to exist.
+local ends = {}
+
+local function make_ends()
+  local group = { u32MaxW = 1920, u32MaxH = 1080, enPixFmt = "YUV_SEMIPLANAR_420", enDieMode = "yes" }
+  local channel = {
+    encoding = { type = "H264", attr = { u32MaxPicWidth = 352, u32MaxPicHeight = 288, u32BufSize = 352 * 288 * 2,
+                                         u32PicWidth = 352, u32PicHeight = 288 } },
+    bitrate = { mode = "H264CBR", attr = { u32Gop = 30, u32StatTime = 1, u32SrcFrmRate = 30,
+                                           fr32DstFrmRate = 30, u32BitRate = 1024 } },
+  }
+  ends = {}
+  for _, g in ipairs({ 0, 2, 4 }) do ends[#ends + 1] = assert(Tessel.VPSS.CreateGroup(g, group)) end
+  for _, c in ipairs({ 0, 2, 5, 9 }) do ends[#ends + 1] = assert(Tessel.VENC.CreateChannel(c, channel)) end
+end
+
+-- A fresh platform with buffer pools up, and the system too unless told not
+-- (then with the groups and channels binding tests use).
 function M.start(withoutSystem)
+  ends = {}
+  collectgarbage()
   sim.reset()
   assert(Tessel.VB.Config(8, M.pools(1)) == 0 and Tessel.VB.Init() == 0)
-  assert(withoutSystem or Tessel.SYS.Init() == 0)
+  if not withoutSystem then
+    assert(Tessel.SYS.Init() == 0)
+    make_ends()
+  end
   sim.clear()
 end
 

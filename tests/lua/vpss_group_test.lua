@@ -85,12 +85,15 @@ describe("VPSS group ownership", function()
   end)
 
   it("is refused while bound to another module", function()
-    assert.are.equal(0, Tessel.VB.Config(4, { { u32BlkSize = 4096, u32BlkCnt = 4 } }))
-    assert.are.equal(0, Tessel.VB.Init())
-    assert.are.equal(0, Tessel.SYS.Init())
+    local venc = Tessel.VENC.CreateChannel(2, {
+      encoding = { type = "H264", attr = { u32MaxPicWidth = 352, u32MaxPicHeight = 288, u32BufSize = 352 * 288 * 2,
+                                           u32PicWidth = 352, u32PicHeight = 288 } },
+      bitrate = { mode = "H264CBR", attr = { u32Gop = 30, u32StatTime = 1, u32SrcFrmRate = 30,
+                                             fr32DstFrmRate = 30, u32BitRate = 1024 } } })
     local grp = VPSS.CreateGroup(3, GRP_ATTR)
     assert.is_true(Tessel.SYS.Bind(grp:GetChannel(1), { "VENC", 0, 2 }))
     assert.are.equal(s32(0xA0078012), grp:Destroy())
+    assert.is_true(Tessel.SYS.UnBind(grp:GetChannel(1), venc))
   end)
 end)
 

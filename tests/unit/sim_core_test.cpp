@@ -222,6 +222,8 @@ TEST_F(SimTest, ResetReturnsToPowerOn) {
     EXPECT_EQ(sim::find({HI_ID_VENC, 0, 1}), nullptr);
     sim::Key src;
     EXPECT_FALSE(sim::source_of({HI_ID_VENC, 0, 1}, &src));
+    EXPECT_EQ(HI_MPI_VENC_CreateChn(1, &a), HI_ERR_VENC_SYS_NOTREADY);  // the system is down again
+    startSystem();
     EXPECT_EQ(HI_MPI_VENC_CreateChn(1, &a), HI_SUCCESS);  // fault gone
 }
 

@@ -32,12 +32,12 @@ TEST_F(SimState, AGetReturnsWhatASetStored) {
 }
 
 TEST_F(SimState, ModuleSettingsCanGateOtherCalls) {
-    // e.g. "pools configured" as a settings object of VB
-    const sim::Key pools{HI_ID_VB, -1, -1};
-    EXPECT_EQ(sim::find(pools), nullptr);
-    sim::obtain(pools).values["max_pools"] = 4;
-    EXPECT_EQ(sim::find(pools)->values.at("max_pools"), 4);
-    EXPECT_EQ(sim::dot().find("VB"), std::string::npos);  // settings are not drawn
+    // e.g. "regions configured" as a settings object of RGN
+    const sim::Key regions{HI_ID_RGN, -1, -1};
+    EXPECT_EQ(sim::find(regions), nullptr);
+    sim::obtain(regions).values["max_regions"] = 4;
+    EXPECT_EQ(sim::find(regions)->values.at("max_regions"), 4);
+    EXPECT_EQ(sim::dot().find("RGN"), std::string::npos);  // settings are not drawn
 }
 
 TEST_F(SimState, ADestinationHasOneSourceAndASourceManyDestinations) {

@@ -5,10 +5,27 @@
 
 #include "sim/sim.h"
 
-// Every simulator test starts from power-on.
+// Every simulator test starts from power-on, with buffer pools and the
+// system up (modules make no objects before) and an empty journal.
 class SimTest : public ::testing::Test {
 protected:
-    void SetUp() override { sim::reset(); }
+    void SetUp() override {
+        sim::reset();
+        startSystem();
+    }
+    static void startSystem() {
+        VB_CONF_S vb{};
+        vb.u32MaxPoolCnt = 1;
+        vb.astCommPool[0].u32BlkSize = 4096;
+        vb.astCommPool[0].u32BlkCnt = 2;
+        MPP_SYS_CONF_S sys{};
+        sys.u32AlignWidth = 64;
+        ASSERT_EQ(HI_MPI_VB_SetConf(&vb), HI_SUCCESS);
+        ASSERT_EQ(HI_MPI_VB_Init(), HI_SUCCESS);
+        ASSERT_EQ(HI_MPI_SYS_SetConf(&sys), HI_SUCCESS);
+        ASSERT_EQ(HI_MPI_SYS_Init(), HI_SUCCESS);
+        sim::journal_clear();
+    }
     void TearDown() override { sim::reset(); }
 
     static const sim::Entry& last() { return sim::journal_entry(sim::journal_size() - 1); }

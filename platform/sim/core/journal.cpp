@@ -1,6 +1,8 @@
-// The call journal, pending faults and the per-call bookkeeping of the stubs.
+// The call journal, findings, pending faults and the per-call bookkeeping of
+// the stubs.
 #include <algorithm>
 #include <cstring>
+#include <deque>
 #include <mutex>
 
 #include "sim/sim.h"
@@ -13,9 +15,37 @@ struct Fault {
     int remaining;
 };
 
-std::vector<Entry>& journal() {
-    static std::vector<Entry> j;
+// A script may run for hours: the journal keeps the most recent entries only.
+// The default holds a long test's worth of calls in a few megabytes.
+constexpr size_t kDefaultLimit = 4096;
+constexpr size_t kFindingLimit = 1024;
+
+struct Journal {
+    std::deque<Entry> entries;
+    size_t limit = kDefaultLimit;
+    size_t dropped = 0;
+    bool recording = true;
+    const char* current = nullptr;  // name of the call in progress
+    std::deque<Finding> findings;
+    size_t findings_total = 0;
+};
+
+Journal& journal() {
+    static Journal j;
     return j;
+}
+
+void keep(Entry&& entry) {
+    Journal& j = journal();
+    if (!j.recording || j.limit == 0) {
+        ++j.dropped;
+        return;
+    }
+    while (j.entries.size() >= j.limit) {
+        j.entries.pop_front();
+        ++j.dropped;
+    }
+    j.entries.push_back(std::move(entry));
 }
 
 std::map<std::string, Fault>& faults() {
@@ -30,17 +60,56 @@ std::recursive_mutex& lock() {
 
 }  // namespace
 
-size_t journal_size() { return journal().size(); }
-const Entry& journal_entry(size_t i) { return journal()[i]; }
+size_t journal_size() { return journal().entries.size(); }
+const Entry& journal_entry(size_t i) { return journal().entries[i]; }
+size_t journal_dropped() { return journal().dropped; }
+size_t journal_limit() { return journal().limit; }
+bool journal_recording() { return journal().recording; }
+
+void journal_set_limit(size_t limit) {
+    std::lock_guard<std::recursive_mutex> g(lock());
+    Journal& j = journal();
+    j.limit = limit;
+    while (j.entries.size() > limit) {
+        j.entries.pop_front();
+        ++j.dropped;
+    }
+}
+
+void journal_set_recording(bool on) {
+    std::lock_guard<std::recursive_mutex> g(lock());
+    journal().recording = on;
+}
 
 void journal_clear() {
     std::lock_guard<std::recursive_mutex> g(lock());
-    journal().clear();
+    journal().entries.clear();
+    journal().dropped = 0;
 }
 
 void journal_add(Entry entry) {
     std::lock_guard<std::recursive_mutex> g(lock());
-    journal().push_back(std::move(entry));
+    keep(std::move(entry));
+}
+
+void finding(const char* rule, const std::string& message) {
+    std::lock_guard<std::recursive_mutex> g(lock());
+    Journal& j = journal();
+    // The call in progress is the next entry of the journal.
+    j.findings.push_back(Finding{rule, j.current ? j.current : "", message,
+                                 j.dropped + j.entries.size() + 1});
+    if (j.findings.size() > kFindingLimit) j.findings.pop_front();
+    ++j.findings_total;
+}
+
+size_t findings_count() { return journal().findings_total; }
+
+size_t findings_kept() { return journal().findings.size(); }
+const Finding& finding_kept(size_t i) { return journal().findings[i]; }
+
+void findings_clear() {
+    std::lock_guard<std::recursive_mutex> g(lock());
+    journal().findings.clear();
 }
 
 bool known_function(const char* name) {
@@ -72,13 +141,15 @@ void clear_faults() {
 
 Call::Call(const char* name, int nargs) {
     lock().lock();
+    journal().current = name;
     entry_.name = name;
     entry_.args.resize(nargs);
     faulted_ = take_fault(name, &code_);
 }
 
 Call::~Call() {
-    journal().push_back(std::move(entry_));
+    keep(std::move(entry_));
+    journal().current = nullptr;
     lock().unlock();
 }
 

@@ -64,6 +64,27 @@ std::vector<Key> objects(int mod) {
     return out;
 }
 
+std::vector<Key> objects() {
+    std::vector<Key> out;
+    for (const auto& o : state().objects) out.push_back(o.first);
+    return out;
+}
+
+std::string label(Key k) {
+    char buf[64];
+    const char* name = module_name(k.mod);
+    int n = name ? std::snprintf(buf, sizeof buf, "%s %d", name, k.dev)
+                 : std::snprintf(buf, sizeof buf, "module %d %d", k.mod, k.dev);
+    if (k.chn >= 0) std::snprintf(buf + n, sizeof buf - n, "/%d", k.chn);
+    return buf;
+}
+
+std::vector<std::pair<Key, Key>> bindings() {
+    std::vector<std::pair<Key, Key>> out;
+    for (const auto& b : state().sources) out.emplace_back(b.second, b.first);
+    return out;
+}
+
 bool bind(Key src, Key dst) {
     return state().sources.emplace(dst, src).second;
 }
@@ -115,6 +136,7 @@ void reset() {
     s.objects.clear();
     s.sources.clear();
     journal_clear();
+    findings_clear();
     clear_faults();
     codec_reset();
     for (auto fn : s.reset_hooks) fn();

@@ -4,6 +4,7 @@
 // object with a destructor is alive while a Lua API call can raise: arguments
 // are converted first, journal data is read by reference.
 #include <cstring>
+#include <string>
 
 extern "C" {
 #include <lauxlib.h>
@@ -71,6 +72,93 @@ int l_calls(lua_State* L) {
     return 1;
 }
 
+// sim.journal([settings]) -> { size, limit, dropped, recording }; settings may
+// set limit (a count of entries, 0 keeps none) and recording (a boolean).
+int l_journal(lua_State* L) {
+    if (!lua_isnoneornil(L, 1)) {
+        luaL_checktype(L, 1, LUA_TTABLE);
+        lua_getfield(L, 1, "limit");
+        if (!lua_isnil(L, -1)) {
+            int exact = 0;
+            const lua_Integer limit = lua_tointegerx(L, -1, &exact);
+            luaL_argcheck(L, exact && limit >= 0, 1, "limit must be a count of entries");
+            sim::journal_set_limit((size_t)limit);
+        }
+        lua_getfield(L, 1, "recording");
+        if (!lua_isnil(L, -1)) {
+            luaL_argcheck(L, lua_isboolean(L, -1), 1, "recording must be a boolean");
+            sim::journal_set_recording(lua_toboolean(L, -1));
+        }
+        lua_pop(L, 2);
+    }
+    lua_createtable(L, 0, 4);
+    lua_pushinteger(L, (lua_Integer)sim::journal_size());
+    lua_setfield(L, -2, "size");
+    lua_pushinteger(L, (lua_Integer)sim::journal_limit());
+    lua_setfield(L, -2, "limit");
+    lua_pushinteger(L, (lua_Integer)sim::journal_dropped());
+    lua_setfield(L, -2, "dropped");
+    lua_pushboolean(L, sim::journal_recording());
+    lua_setfield(L, -2, "recording");
+    return 1;
+}
+
+// Findings are read by reference, like journal entries.
+void push_finding(lua_State* L, const sim::Finding& f) {
+    lua_createtable(L, 0, 4);
+    lua_pushlstring(L, f.rule.data(), f.rule.size());
+    lua_setfield(L, -2, "rule");
+    lua_pushlstring(L, f.call.data(), f.call.size());
+    lua_setfield(L, -2, "call");
+    lua_pushinteger(L, (lua_Integer)f.index);
+    lua_setfield(L, -2, "index");
+    lua_pushlstring(L, f.message.data(), f.message.size());
+    lua_setfield(L, -2, "message");
+}
+
+int l_check(lua_State* L) {
+    const size_t n = sim::findings_kept();
+    lua_createtable(L, (int)n, 0);
+    for (size_t i = 0; i < n; ++i) {
+        push_finding(L, sim::finding_kept(i));
+        lua_rawseti(L, -2, (lua_Integer)i + 1);
+    }
+    return 1;
+}
+
+// Strict mode: a return hook notices a finding made by the call that just
+// returned and raises it as a Lua error at the caller's line. The call has
+// finished by then, so nothing of the platform's is left half done.
+size_t g_seen = 0;
+
+size_t latest_message(char* buf, size_t cap) {
+    if (sim::findings_kept() == 0) return 0;
+    const sim::Finding& f = sim::finding_kept(sim::findings_kept() - 1);
+    const std::string text = f.message + " (" + f.rule + ", " + f.call + " call #" + std::to_string(f.index) + ")";
+    size_t n = text.size() < cap ? text.size() : cap;
+    std::memcpy(buf, text.data(), n);
+    return n;
+}
+
+void strict_hook(lua_State* L, lua_Debug*) {
+    const size_t now = sim::findings_count();
+    if (now == g_seen) return;
+    g_seen = now;
+    char buf[512];
+    const size_t n = latest_message(buf, sizeof buf);
+    luaL_where(L, 1);
+    lua_pushlstring(L, buf, n);
+    lua_concat(L, 2);
+    lua_error(L);
+}
+
+int l_strict(lua_State* L) {
+    const bool on = lua_toboolean(L, 1);
+    g_seen = sim::findings_count();
+    lua_sethook(L, on ? strict_hook : nullptr, on ? LUA_MASKRET : 0, 0);
+    return 0;
+}
+
 int l_fail(lua_State* L) {
     const char* name = luaL_checkstring(L, 1);
     const lua_Integer code = luaL_checkinteger(L, 2);
@@ -101,7 +189,8 @@ int l_dot(lua_State* L) {
 
 const luaL_Reg kFunctions[] = {
     {"reset", l_reset}, {"calls", l_calls}, {"clear", l_clear},
-    {"fail", l_fail},   {"dot", l_dot},     {nullptr, nullptr},
+    {"fail", l_fail},   {"dot", l_dot},     {"journal", l_journal},
+    {"check", l_check}, {"strict", l_strict}, {nullptr, nullptr},
 };
 
 }  // namespace

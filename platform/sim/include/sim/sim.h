@@ -4,6 +4,7 @@
 
 #include <map>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "sim/decode.h"
@@ -30,10 +31,33 @@ struct Entry {
     Value ret;
 };
 
-size_t journal_size();
-const Entry& journal_entry(size_t i);
+// The journal keeps the most recent calls: at most journal_limit() entries
+// (older ones are dropped and counted), none while recording is off.
+size_t journal_size();                 // entries kept
+const Entry& journal_entry(size_t i);  // i-th kept entry, oldest first
+size_t journal_dropped();              // entries dropped since the last clear
+size_t journal_limit();
+void journal_set_limit(size_t limit);
+bool journal_recording();
+void journal_set_recording(bool on);
 void journal_clear();
 void journal_add(Entry entry);
+
+// ---- findings -----------------------------------------------------------------
+// What a board would punish later although the call itself goes through
+// (objects left alive at exit, bindings left in place, ...). A finding never
+// changes a call's result; it names its rule, the call it arose in and that
+// call's position (1-based, counting dropped entries) since the journal was
+// last cleared.
+struct Finding {
+    std::string rule, call, message;
+    size_t index;
+};
+void finding(const char* rule, const std::string& message);
+size_t findings_count();               // findings since the last reset (monotonic)
+size_t findings_kept();                // the most recent ones are kept
+const Finding& finding_kept(size_t i); // i-th kept finding, oldest first
+void findings_clear();
 
 // ---- faults -----------------------------------------------------------------
 bool known_function(const char* name);  // an exported HI_MPI_* name, or "ioctl"
@@ -85,8 +109,25 @@ struct Key {
     bool operator==(const Key& o) const { return mod == o.mod && dev == o.dev && chn == o.chn; }
 };
 
+// A running flag that remembers having been set, so that a picture of the
+// pipeline can tell a stopped object from one that never ran.
+class RunFlag {
+public:
+    RunFlag& operator=(bool on) {
+        on_ = on;
+        ever_ |= on;
+        return *this;
+    }
+    operator bool() const { return on_; }
+    bool ever() const { return ever_; }
+
+private:
+    bool on_ = false, ever_ = false;
+};
+
 struct Object {
-    bool created = false, enabled = false, started = false;
+    bool created = false;
+    RunFlag enabled, started;
     std::map<std::string, std::vector<unsigned char>> attrs;  // "a Get returns what a Set stored"
     std::map<std::string, long long> values;
 
@@ -108,11 +149,16 @@ Object& obtain(Key k);        // the object, made (all flags clear) on first use
 void destroy(Key k);          // removes the object and every binding touching it
 std::vector<Key> objects(int mod);  // existing objects of one module, in key order
 
+std::vector<Key> objects();         // every existing object, in key order
+// "VENC 0/1" for a channel, "VPSS 3" for a group or device (channel < 0).
+std::string label(Key k);
+
 // Bindings: a source feeds many destinations; a destination has one source.
 bool bind(Key src, Key dst);       // false when dst already has a source
 bool unbind(Key src, Key dst);     // false when not bound that way
 bool source_of(Key dst, Key* src);
 std::vector<Key> destinations(Key src);
+std::vector<std::pair<Key, Key>> bindings();  // (source, destination) pairs
 
 // The live pipeline in Graphviz DOT: one node per object, one edge per binding.
 std::string dot();
@@ -121,6 +167,17 @@ std::string dot();
 // every function registered with on_reset (for state a module keeps itself).
 void reset();
 void on_reset(void (*fn)());
+
+// ---- rules shared between modules ---------------------------------------------
+// The system is initialised (HI_MPI_SYS_Init succeeded, no Exit since):
+// modules refuse to make objects before, with their SYS_NOTREADY code.
+bool sys_ready();
+// Whether a module's object at a binding address exists; each simulated
+// module registers its rule (sys.cpp), others are taken on trust.
+void on_endpoint(int mod, bool (*exists)(Key));
+// A destroyed object that still had bindings: the platform drops them, the
+// board's pipeline stalls; reported as a finding.
+void report_bound(Key k, const char* what);
 
 // ---- defaults for tracked objects -------------------------------------------
 // Channel number out of [0, limit): invalid channel; object missing: does not
