@@ -129,12 +129,10 @@ bool sys_ready() { return started(kSys); }
 
 void on_endpoint(int mod, bool (*exists)(Key)) { endpointRules()[mod] = exists; }
 
-void report_bound(Key k, const char* what) {
+void report_bound(Key k, const char* rule, const char* what) {
   Key src;
-  if (source_of(k, &src))
-    finding("destroyed-while-bound", label(k) + " " + what + " while bound to its source " + label(src));
-  for (const Key& dst : destinations(k))
-    finding("destroyed-while-bound", label(k) + " " + what + " while bound to " + label(dst));
+  if (source_of(k, &src)) finding(rule, label(k) + " " + what + " while bound to its source " + label(src));
+  for (const Key& dst : destinations(k)) finding(rule, label(k) + " " + what + " while bound to " + label(dst));
 }
 
 namespace h {

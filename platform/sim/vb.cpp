@@ -8,6 +8,7 @@
 // started while the common pools exist; sys.cpp reads it.
 #include <cstring>
 #include <map>
+#include <string>
 #include <vector>
 
 #include "sim/sim.h"
@@ -106,10 +107,24 @@ VB_BLK takeBlock(VB_POOL id, PoolState& pool) {
   return VB_INVALID_HANDLE;
 }
 
-bool inUse(const PoolState& pool) {
-  for (int n : pool.users)
-    if (n) return true;
-  return false;
+int blocksHeld(const PoolState& pool) {
+  int held = 0;
+  for (int n : pool.users) held += n != 0;
+  return held;
+}
+
+bool inUse(const PoolState& pool) { return blocksHeld(pool) != 0; }
+
+// Blocks a script took and never released, and private pools never
+// destroyed, outlive the pools on a board: memory lost until reboot.
+void reportLeftovers() {
+  for (const auto& p : g_vb.pools) {
+    if (int held = blocksHeld(p.second))
+      finding("blocks-held-at-exit", "VB pool " + std::to_string(p.first) + ": " + std::to_string(held) +
+                                         " block(s) still held at VB exit");
+    if (p.second.owner == Owner::Private)
+      finding("pool-alive-at-exit", "private VB pool " + std::to_string(p.first) + " still exists at VB exit");
+  }
 }
 
 }  // namespace
@@ -143,6 +158,7 @@ HI_S32 HI_MPI_VB_Init(void) {
 HI_S32 HI_MPI_VB_Exit(void) {
   if (!started(kVb)) return HI_SUCCESS;
   if (started(kSys)) return err(HI_ID_VB, BUSY);  // the system still uses the pools
+  reportLeftovers();
   dropPools(Owner::Common, -1);
   for (int uid = 0; uid < static_cast<int>(VB_UID_BUTT); ++uid) {
     dropPools(Owner::Module, uid);

@@ -252,6 +252,7 @@ HI_S32 HI_MPI_VPSS_EnableChn(VPSS_GRP grp, VPSS_CHN chn) {
 HI_S32 HI_MPI_VPSS_DisableChn(VPSS_GRP grp, VPSS_CHN chn) {
   Found c = channel(grp, chn);
   if (!c.o) return c.rc;
+  if (c.o->enabled) report_bound(Key{kMod, grp, chn}, "disabled-while-bound", "disabled");
   c.o->enabled = false;
   return HI_SUCCESS;
 }

@@ -83,7 +83,7 @@ describe("tessel.sim", function()
     local dot = sim.dot()
     assert.is_truthy(dot:match("^digraph"))
     local nodes = 0
-    for _ in dot:gmatch("%[label=") do nodes = nodes + 1 end
+    for _ in dot:gmatch('%[label="VENC') do nodes = nodes + 1 end
     assert.are.equal(2, nodes)
   end)
 end)

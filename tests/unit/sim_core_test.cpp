@@ -236,3 +236,32 @@ TEST_F(SimTest, ClearEmptiesTheJournalAndKeepsState) {
 }
 
 }  // namespace
+
+namespace {
+
+using SimFindings = SimTest;
+
+TEST_F(SimFindings, BlocksHeldAtPoolExitAreReportedAndTheExitStillSucceeds) {
+    VB_BLK blk = HI_MPI_VB_GetBlock(VB_INVALID_POOLID, 1024, nullptr);
+    ASSERT_NE(blk, VB_INVALID_HANDLE);
+    ASSERT_EQ(HI_MPI_SYS_Exit(), HI_SUCCESS);
+    ASSERT_EQ(HI_MPI_VB_Exit(), HI_SUCCESS);
+    ASSERT_EQ(sim::findings_kept(), 1u);
+    const sim::Finding& f = sim::finding_kept(0);
+    EXPECT_EQ(f.rule, "blocks-held-at-exit");
+    EXPECT_EQ(f.call, "HI_MPI_VB_Exit");
+    EXPECT_EQ(f.index, 3u);  // GetBlock, SYS_Exit, VB_Exit
+    EXPECT_NE(f.message.find("1 block(s) still held at VB exit"), std::string::npos);
+}
+
+TEST_F(SimFindings, TheJournalDropsTheOldestEntriesBeyondItsBound) {
+    sim::journal_set_limit(2);
+    for (int i = 0; i < 5; ++i) HI_MPI_SYS_CloseFd();
+    HI_MPI_SYS_GetCurPts(nullptr);
+    EXPECT_EQ(sim::journal_size(), 2u);
+    EXPECT_EQ(sim::journal_dropped(), 4u);
+    EXPECT_EQ(last().name, "HI_MPI_SYS_GetCurPts");
+    sim::journal_set_limit(4096);
+}
+
+}  // namespace

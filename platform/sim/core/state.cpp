@@ -110,22 +110,81 @@ std::vector<Key> destinations(Key src) {
     return out;
 }
 
-std::string dot() {
-    std::string out = "digraph platform {\n";
-    char label[96];
-    for (const auto& o : state().objects) {
-        const Key& k = o.first;
-        if (k.dev < 0 || k.chn < 0) continue;
-        const char* name = module_name(k.mod);
-        if (name)
-            std::snprintf(label, sizeof label, "%s %d/%d", name, k.dev, k.chn);
-        else
-            std::snprintf(label, sizeof label, "module %d %d/%d", k.mod, k.dev, k.chn);
-        out += "  " + node_id(k) + " [label=\"" + label + "\"" +
-               (o.second.started || o.second.enabled ? "" : ", style=dashed") + "];\n";
+namespace {
+
+// Modules whose channels live inside a numbered container (a processing
+// group, a display layer, an audio device): drawn as one cluster per
+// container, titled with the container's own name.
+const char* container_of(int mod) {
+    switch (mod) {
+    case HI_ID_VPSS: return "group";
+    case HI_ID_VOU: return "layer";
+    case HI_ID_VIU: return "device";
+    case HI_ID_AI:
+    case HI_ID_AO: return "device";
+    default: return nullptr;
     }
-    for (const auto& b : state().sources)
+}
+
+// created: exists, never ran; running: enabled or started; stopped: ran before.
+const char* state_style(const Object* o) {
+    if (!o) return "style=dotted, color=gray40";  // known only from a binding
+    if (o->started || o->enabled) return "style=\"bold,filled\", fillcolor=palegreen";
+    if (o->started.ever() || o->enabled.ever()) return "style=filled, fillcolor=gray85";
+    return "style=dashed";
+}
+
+// The same states for a cluster's frame.
+const char* frame_style(const Object* o) {
+    if (!o) return "style=dotted; color=gray40";
+    if (o->started || o->enabled) return "style=bold; color=darkgreen";
+    if (o->started.ever() || o->enabled.ever()) return "style=filled; fillcolor=gray95";
+    return "style=dashed";
+}
+
+std::string node(const Key& k, const Object* o, const char* indent) {
+    return std::string(indent) + node_id(k) + " [label=\"" + label(k) + "\", " + state_style(o) + "];\n";
+}
+
+}  // namespace
+
+std::string dot() {
+    const State& s = state();
+    std::string out = "digraph platform {\n  rankdir=LR;\n  node [shape=box, fontname=\"sans\"];\n";
+    // Every drawn key: existing objects, and binding ends without one.
+    std::map<Key, const Object*> drawn;
+    for (const auto& o : s.objects)
+        if (o.first.dev >= 0 && o.first.chn >= 0) drawn[o.first] = &o.second;
+    for (const auto& b : s.sources)
+        for (const Key& k : {b.first, b.second})
+            if (!drawn.count(k)) drawn[k] = nullptr;
+
+    std::map<std::pair<int, int>, std::string> clusters;  // (module, container) -> nodes
+    for (const auto& d : drawn) {
+        const Key& k = d.first;
+        if (container_of(k.mod))
+            clusters[{k.mod, k.dev}] += node(k, d.second, "    ");
+        else
+            out += node(k, d.second, "  ");
+    }
+    for (const auto& c : clusters) {
+        const Key box{c.first.first, c.first.second, -1};
+        auto it = s.objects.find(box);
+        const Object* o = it == s.objects.end() ? nullptr : &it->second;
+        char title[80];
+        const char* name = module_name(box.mod);
+        std::snprintf(title, sizeof title, "%s %s %d", name ? name : "module", container_of(box.mod), box.dev);
+        out += "  subgraph \"cluster_" + std::to_string(box.mod) + "_" + std::to_string(box.dev) +
+               "\" {\n    label=\"" + title + "\";\n    " +
+               frame_style(o) + ";\n" + c.second + "  }\n";
+    }
+    for (const auto& b : s.sources)
         out += "  " + node_id(b.second) + " -> " + node_id(b.first) + ";\n";
+    out += "  subgraph cluster_legend {\n    label=\"legend\";\n    style=solid;\n"
+           "    \"legend_created\" [label=\"created\", style=dashed];\n"
+           "    \"legend_running\" [label=\"enabled / started\", style=\"bold,filled\", fillcolor=palegreen];\n"
+           "    \"legend_stopped\" [label=\"stopped\", style=filled, fillcolor=gray85];\n"
+           "    \"legend_unknown\" [label=\"known from a binding\", style=dotted, color=gray40];\n  }\n";
     return out + "}\n";
 }
 

@@ -175,9 +175,10 @@ bool sys_ready();
 // Whether a module's object at a binding address exists; each simulated
 // module registers its rule (sys.cpp), others are taken on trust.
 void on_endpoint(int mod, bool (*exists)(Key));
-// A destroyed object that still had bindings: the platform drops them, the
-// board's pipeline stalls; reported as a finding.
-void report_bound(Key k, const char* what);
+// An object taken out of a pipeline (destroyed, disabled, stopped) while
+// still bound: the call goes through, the board's pipeline stalls behind it.
+// Reports a finding under rule for each binding of k; what says what happened.
+void report_bound(Key k, const char* rule, const char* what);
 
 // ---- defaults for tracked objects -------------------------------------------
 // Channel number out of [0, limit): invalid channel; object missing: does not
