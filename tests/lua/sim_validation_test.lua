@@ -151,7 +151,7 @@ end)
 
 describe("the journal", function()
   before_each(function() sim.reset() end)
-  after_each(function() sim.journal({ limit = 4096, recording = true }) end)
+  after_each(function() sim.journal({ limit = 1024, recording = true }) end)
 
   it("keeps the most recent calls within its bound and counts the others", function()
     local j = sim.journal({ limit = 3 })

@@ -261,7 +261,7 @@ TEST_F(SimFindings, TheJournalDropsTheOldestEntriesBeyondItsBound) {
     EXPECT_EQ(sim::journal_size(), 2u);
     EXPECT_EQ(sim::journal_dropped(), 4u);
     EXPECT_EQ(last().name, "HI_MPI_SYS_GetCurPts");
-    sim::journal_set_limit(4096);
+    sim::journal_set_limit(1024);
 }
 
 }  // namespace

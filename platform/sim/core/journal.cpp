@@ -17,7 +17,7 @@ struct Fault {
 
 // A script may run for hours: the journal keeps the most recent entries only.
 // The default holds a long test's worth of calls in a few megabytes.
-constexpr size_t kDefaultLimit = 4096;
+constexpr size_t kDefaultLimit = 1024;
 constexpr size_t kFindingLimit = 1024;
 
 struct Journal {
