@@ -9,6 +9,7 @@
 
 #include "platform/mpp.h"
 #include "sim/sim.h"
+#include "tests/support/sim_pipeline.h"
 
 namespace {
 
@@ -20,27 +21,9 @@ double residentMiB() {
   return 0;
 }
 
-VENC_CHN_ATTR_S channel() {
-  VENC_CHN_ATTR_S a;
-  std::memset(&a, 0, sizeof a);
-  a.stVeAttr.enType = PT_H264;
-  VENC_ATTR_H264_S& h = a.stVeAttr.stAttrH264e;
-  h.u32MaxPicWidth = h.u32PicWidth = 1920;
-  h.u32MaxPicHeight = h.u32PicHeight = 1080;
-  h.u32BufSize = 1920 * 1080 * 2;
-  a.stRcAttr.enRcMode = VENC_RC_MODE_H264CBR;
-  VENC_ATTR_H264_CBR_S& c = a.stRcAttr.stAttrH264Cbr;
-  c.u32Gop = 30;
-  c.u32StatTime = 1;
-  c.u32SrcFrmRate = 30;
-  c.fr32DstFrmRate = 30;
-  c.u32BitRate = 4096;
-  return a;
-}
-
 // Pairs of SetChnAttr/GetChnAttr: the journal decodes both structures.
 void soak(long calls) {
-  VENC_CHN_ATTR_S a = channel(), back;
+  VENC_CHN_ATTR_S a = simtest::h264Cbr(1920), back;
   for (long i = 0; i < calls / 2; ++i) {
     a.stRcAttr.stAttrH264Cbr.u32BitRate = 1024 + static_cast<HI_U32>(i % 4096);
     HI_MPI_VENC_SetChnAttr(0, &a);
@@ -50,15 +33,8 @@ void soak(long calls) {
 
 void powerOn() {
   sim::reset();
-  VB_CONF_S vb{};
-  vb.u32MaxPoolCnt = 1;
-  vb.astCommPool[0].u32BlkSize = 4096;
-  vb.astCommPool[0].u32BlkCnt = 1;
-  MPP_SYS_CONF_S sys{};
-  sys.u32AlignWidth = 64;
-  VENC_CHN_ATTR_S a = channel();
-  if (HI_MPI_VB_SetConf(&vb) || HI_MPI_VB_Init() || HI_MPI_SYS_SetConf(&sys) || HI_MPI_SYS_Init() ||
-      HI_MPI_VENC_CreateChn(0, &a)) {
+  VENC_CHN_ATTR_S a = simtest::h264Cbr(1920);
+  if (!simtest::startSystem() || HI_MPI_VENC_CreateChn(0, &a)) {
     std::fprintf(stderr, "soak_bench: the simulated pipeline did not start\n");
     std::exit(1);
   }

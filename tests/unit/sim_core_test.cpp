@@ -7,25 +7,7 @@
 
 namespace {
 
-// A complete H.264 CBR channel that the simulated encoder accepts.
-VENC_CHN_ATTR_S h264_cbr(HI_U32 width) {
-    VENC_CHN_ATTR_S a;
-    std::memset(&a, 0, sizeof a);
-    a.stVeAttr.enType = PT_H264;
-    VENC_ATTR_H264_S& h = a.stVeAttr.stAttrH264e;
-    h.u32MaxPicWidth = h.u32PicWidth = width;
-    h.u32MaxPicHeight = h.u32PicHeight = 1080;
-    h.u32BufSize = width * 1080 * 2;
-    h.bByFrame = HI_TRUE;
-    a.stRcAttr.enRcMode = VENC_RC_MODE_H264CBR;
-    VENC_ATTR_H264_CBR_S& c = a.stRcAttr.stAttrH264Cbr;
-    c.u32Gop = 30;
-    c.u32StatTime = 1;
-    c.u32SrcFrmRate = 30;
-    c.fr32DstFrmRate = 30;
-    c.u32BitRate = 4096;
-    return a;
-}
+using simtest::h264Cbr;
 
 TEST(SimErrors, CodesMatchThePlatformMacros) {
     EXPECT_EQ(sim::err(HI_ID_VENC, sim::EXIST), (HI_S32)0xA0088004);
@@ -44,7 +26,7 @@ TEST(SimErrors, CodesMatchThePlatformMacros) {
 using SimVenc = SimTest;
 
 TEST_F(SimVenc, CreatingAChannelTwiceReportsExists) {
-    VENC_CHN_ATTR_S a = h264_cbr(1920);
+    VENC_CHN_ATTR_S a = h264Cbr(1920);
     EXPECT_EQ(HI_MPI_VENC_CreateChn(3, &a), HI_SUCCESS);
     EXPECT_EQ((HI_U32)HI_MPI_VENC_CreateChn(3, &a), 0xA0088004u);
     ASSERT_NE(sim::find({HI_ID_VENC, 0, 3}), nullptr);
@@ -64,7 +46,7 @@ TEST_F(SimVenc, CallsOnChannelsNeverCreatedReportMissing) {
 }
 
 TEST_F(SimVenc, DestroyedChannelsCanBeCreatedAgain) {
-    VENC_CHN_ATTR_S a = h264_cbr(640);
+    VENC_CHN_ATTR_S a = h264Cbr(640);
     ASSERT_EQ(HI_MPI_VENC_CreateChn(7, &a), HI_SUCCESS);
     EXPECT_EQ(HI_MPI_VENC_DestroyChn(7), HI_SUCCESS);
     EXPECT_EQ(HI_MPI_VENC_DestroyChn(7), HI_ERR_VENC_UNEXIST);
@@ -80,7 +62,7 @@ TEST_F(SimTest, ModulesWithoutBehaviourAnswerNotSupported) {
 using SimJournal = SimTest;
 
 TEST_F(SimJournal, InputStructuresAreDecodedByFieldName) {
-    VENC_CHN_ATTR_S a = h264_cbr(1280);
+    VENC_CHN_ATTR_S a = h264Cbr(1280);
     HI_MPI_VENC_CreateChn(3, &a);
     const sim::Entry& e = last();
     EXPECT_EQ(e.name, "HI_MPI_VENC_CreateChn");
@@ -150,7 +132,7 @@ TEST_F(SimJournal, ArraysBecomeSequencesAndCharArraysStrings) {
 }
 
 TEST_F(SimJournal, OutputsAreWhatTheCallWrote) {
-    VENC_CHN_ATTR_S a = h264_cbr(352);
+    VENC_CHN_ATTR_S a = h264Cbr(352);
     HI_BOOL flag = HI_TRUE;
     {
         sim::Call c("HI_MPI_VENC_GetChnAttr", 3);
@@ -176,7 +158,7 @@ TEST_F(SimJournal, OutputsAreWhatTheCallWrote) {
 using SimFaults = SimTest;
 
 TEST_F(SimFaults, PendingFaultsAnswerTheGivenTimesAndChangeNothing) {
-    VENC_CHN_ATTR_S a = h264_cbr(720);
+    VENC_CHN_ATTR_S a = h264Cbr(720);
     sim::fail("HI_MPI_VENC_CreateChn", HI_ERR_VENC_NOMEM, 2);
     EXPECT_EQ(HI_MPI_VENC_CreateChn(0, &a), HI_ERR_VENC_NOMEM);
     EXPECT_EQ(HI_MPI_VENC_CreateChn(0, &a), HI_ERR_VENC_NOMEM);
@@ -190,7 +172,7 @@ TEST_F(SimFaults, PendingFaultsAnswerTheGivenTimesAndChangeNothing) {
 
 TEST_F(SimFaults, FaultsApplyOnlyToTheirFunction) {
     sim::fail("HI_MPI_VENC_DestroyChn", 0, 1);  // even success: nothing destroyed
-    VENC_CHN_ATTR_S a = h264_cbr(720);
+    VENC_CHN_ATTR_S a = h264Cbr(720);
     ASSERT_EQ(HI_MPI_VENC_CreateChn(2, &a), HI_SUCCESS);
     EXPECT_EQ(HI_MPI_VENC_DestroyChn(2), 0);
     EXPECT_NE(sim::find({HI_ID_VENC, 0, 2}), nullptr);
@@ -211,7 +193,7 @@ TEST_F(SimTest, ResetReturnsToPowerOn) {
     static bool registered = false;
     if (!registered) sim::on_reset([] { ++hooks; });
     registered = true;
-    VENC_CHN_ATTR_S a = h264_cbr(720);
+    VENC_CHN_ATTR_S a = h264Cbr(720);
     HI_MPI_VENC_CreateChn(1, &a);
     sim::bind({HI_ID_VPSS, 0, 1}, {HI_ID_VENC, 0, 1});
     sim::fail("HI_MPI_VENC_CreateChn", HI_ERR_VENC_BUSY, 5);
@@ -228,7 +210,7 @@ TEST_F(SimTest, ResetReturnsToPowerOn) {
 }
 
 TEST_F(SimTest, ClearEmptiesTheJournalAndKeepsState) {
-    VENC_CHN_ATTR_S a = h264_cbr(720);
+    VENC_CHN_ATTR_S a = h264Cbr(720);
     HI_MPI_VENC_CreateChn(1, &a);
     sim::journal_clear();
     EXPECT_EQ(sim::journal_size(), 0u);

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include "sim/sim.h"
+#include "tests/support/sim_pipeline.h"
 
 // Every simulator test starts from power-on, with buffer pools and the
 // system up (modules make no objects before) and an empty journal.
@@ -14,16 +15,7 @@ protected:
         startSystem();
     }
     static void startSystem() {
-        VB_CONF_S vb{};
-        vb.u32MaxPoolCnt = 1;
-        vb.astCommPool[0].u32BlkSize = 4096;
-        vb.astCommPool[0].u32BlkCnt = 2;
-        MPP_SYS_CONF_S sys{};
-        sys.u32AlignWidth = 64;
-        ASSERT_EQ(HI_MPI_VB_SetConf(&vb), HI_SUCCESS);
-        ASSERT_EQ(HI_MPI_VB_Init(), HI_SUCCESS);
-        ASSERT_EQ(HI_MPI_SYS_SetConf(&sys), HI_SUCCESS);
-        ASSERT_EQ(HI_MPI_SYS_Init(), HI_SUCCESS);
+        ASSERT_TRUE(simtest::startSystem());
         sim::journal_clear();
     }
     void TearDown() override { sim::reset(); }
