@@ -14,6 +14,7 @@ local SYS, VB = Tessel.SYS, Tessel.VB
 -- The stages of the other examples, found beside this script.
 package.path = (arg and arg[0] and arg[0]:match("^(.*)/") or "examples") .. "/?.lua;" .. package.path
 local encode = require "encode_pipeline"
+local decode = require "decode_pipeline"
 
 local demo = {}
 
@@ -45,7 +46,7 @@ demo.maxPools = 32
 -- capture into the encoding group's input, and a decoder onto the display.
 demo.links = {
   { { "VIU", 0, 0 }, { "VPSS", encode.group, 0 } },
-  { { "VDEC", 0, 0 }, { "VOU", 0, 0 } },
+  { { "VDEC", 0, decode.channel }, { "VOU", 0, 0 } },
 }
 
 function demo.layout_pools()
@@ -143,9 +144,9 @@ function demo.check()
 end
 
 -- Bindings come off before the encoding stages destroy what they join.
-demo.stages = { demo.layout_pools, demo.start_system, demo.private_pool, encode.build, demo.bind,
-                demo.read_back, demo.draw, demo.unbind, encode.tear_down, demo.shut_down, demo.journal,
-                demo.check }
+demo.stages = { demo.layout_pools, demo.start_system, demo.private_pool, encode.build, decode.build,
+                demo.bind, demo.read_back, demo.draw, demo.unbind, decode.tear_down, encode.tear_down,
+                demo.shut_down, demo.journal, demo.check }
 
 function demo.run()
   sim.reset()

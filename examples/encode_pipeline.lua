@@ -11,16 +11,8 @@ local VPSS, VENC, SYS = Tessel.VPSS, Tessel.VENC, Tessel.SYS
 
 local encode = {}
 
-local function say(fmt, ...) print(string.format(fmt, ...)) end
-
--- Stops the demo unless a typed call answered 0 or a raw call true.
-local function check(what, result, message)
-  if result == nil or (math.type(result) == "integer" and result ~= 0) then
-    error(string.format("%s: %s", what, message or string.format("error %08X", result & 0xFFFFFFFF)), 2)
-  end
-  say("  %-44s ok", what)
-  return result
-end
+local stage = require "stage"
+local say, check = stage.say, stage.check
 
 encode.group = 1
 encode.groupAttr = { u32MaxW = 1920, u32MaxH = 1080, enPixFmt = "YUV_SEMIPLANAR_420",

@@ -40,4 +40,30 @@ HI_S32 load(int mod, Found f, const char* name, T* out, const T& byDefault) {
 
 inline bool within(long long v, long long lo, long long hi) { return v >= lo && v <= hi; }
 
+// Creates the channel object at k (channel number below limit) with its
+// attributes stored as "ChnAttr", once the system is up and judge accepts them.
+template <class A, class Judge>
+HI_S32 createChannel(int mod, Key k, int limit, const A* attr, Judge judge) {
+  if (k.chn < 0 || k.chn >= limit) return err(mod, INVALID_CHNID);
+  if (!sys_ready()) return err(mod, SYS_NOTREADY);
+  if (!attr) return err(mod, NULL_PTR);
+  if (find(k)) return err(mod, EXIST);
+  if (HI_S32 bad = judge(*attr)) return bad;
+  Object& o = obtain(k);
+  o.created = true;
+  o.put("ChnAttr", *attr);
+  return HI_SUCCESS;
+}
+
+// Destroys the channel object at k unless it runs (stop it first) or is
+// still bound either way.
+inline HI_S32 destroyChannel(int mod, Found f, Key k) {
+  if (!f.o) return f.rc;
+  if (f.o->started) return err(mod, NOT_PERM);
+  Key src;
+  if (source_of(k, &src) || !destinations(k).empty()) return err(mod, BUSY);
+  destroy(k);
+  return HI_SUCCESS;
+}
+
 }  // namespace sim

@@ -242,26 +242,10 @@ bool anyChannel() {
 namespace h {
 
 HI_S32 HI_MPI_VENC_CreateChn(VENC_CHN chn, const VENC_CHN_ATTR_S* attr) {
-  if (chn < 0 || chn >= VENC_MAX_CHN_NUM) return fault(INVALID_CHNID);
-  if (!sys_ready()) return fault(SYS_NOTREADY);
-  if (!attr) return fault(NULL_PTR);
-  if (find(chnKey(chn))) return fault(EXIST);
-  if (HI_S32 bad = judgeAttr(*attr)) return bad;
-  Object& o = obtain(chnKey(chn));
-  o.created = true;
-  o.put("ChnAttr", *attr);
-  return HI_SUCCESS;
+  return createChannel(kMod, chnKey(chn), VENC_MAX_CHN_NUM, attr, judgeAttr);
 }
 
-HI_S32 HI_MPI_VENC_DestroyChn(VENC_CHN chn) {
-  Found f = channel(chn);
-  if (!f.o) return f.rc;
-  if (f.o->started) return fault(NOT_PERM);
-  Key src;
-  if (source_of(chnKey(chn), &src)) return fault(BUSY);
-  destroy(chnKey(chn));
-  return HI_SUCCESS;
-}
+HI_S32 HI_MPI_VENC_DestroyChn(VENC_CHN chn) { return destroyChannel(kMod, channel(chn), chnKey(chn)); }
 
 HI_S32 HI_MPI_VENC_ResetChn(VENC_CHN chn) {
   Found f = channel(chn);

@@ -33,6 +33,13 @@ return {
     { enChnMode = "USER", u32Width = 1280, u32Height = 720,
       stFrameRate = { s32SrcFrmRate = -1, s32DstFrmRate = -1 },
       enPixelFormat = "YUV_SEMIPLANAR_420", enCompressMode = "NONE" },
+    -- decoder channels: H.264 video and JPEG pictures, with their parameters
+    { enType = "H264", u32BufSize = 1920 * 1080 * 3 // 2, u32Priority = 5, u32PicWidth = 1920,
+      u32PicHeight = 1080, attr = { u32RefFrameNum = 2, enMode = "FRAME", bTemporalMvpEnable = false } },
+    { enType = "JPEG", u32BufSize = 1920 * 1080, u32Priority = 5, u32PicWidth = 1920, u32PicHeight = 1080,
+      attr = { enMode = "FRAME", enJpegFormat = "YCBCR420" } },
+    { s32DisplayFrameNum = 2, enVideoFormat = "TILE", enCompressMode = "NONE" },
+    { type = "H264", param = { s32MaxSliceNum = 16, s32MaxSpsNum = 2, s32MaxPpsNum = 2 } },
     -- common pools
     { { u32BlkSize = 4096, u32BlkCnt = 2 }, { u32BlkSize = 8192, u32BlkCnt = 1 } },
   },

@@ -59,6 +59,8 @@ const Recorded kRecorded[] = {
     {"SYS.Init", "HI_MPI_SYS_SetConf", "0", "the configuration is best effort; Init's own status is returned"},
     {"VENC.ForceFreeChannel", "HI_MPI_VENC_StopRecvPic", "0", "stopping is best effort; the destroy's status is returned"},
     {"VPSS.ForceFreeGroup", "HI_MPI_VPSS_DisableChn", "0", "disabling the channels is best effort"},
+    {"VDEC.ForceFreeChannel", "HI_MPI_VDEC_StopRecvStream", "0", "stopping is best effort; the destroy's status is returned"},
+    {"VDECChannel:Destroy", "HI_MPI_VDEC_StopRecvStream", "0", "stopping is best effort; the destroy's status is returned"},
     {"Pool:Destroy", "HI_MPI_VB_DestroyPool", "none", "returns nothing; a refused destroy is not reported"},
     {"VENCChannel:GetColor2Grey", "HI_MPI_VENC_GetColor2Grey", "false", "a boolean getter answers false"},
     {"VPSSChannel:SetRotate", "HI_MPI_VPSS_SetChnOverlay", "number 321", "the module's fixed failure value"},

@@ -1,0 +1,306 @@
+// Decoder channels and the decoder's module parameters as the platform has
+// them.
+//
+// A channel exists from CreateChn to DestroyChn under (VDEC, 0, channel),
+// drawn solid while it receives streams, and feeds processing or display
+// through bindings as a source. It is made only with the system up. A
+// channel that receives, or still feeds a destination, is not destroyed; one
+// that receives is not reset and takes no new protocol parameters.
+//
+// Attributes are judged as the decoder does: payloads it decodes (H.264,
+// H.265, JPEG, motion JPEG), picture sizes within the decoder's limits, a
+// stream buffer of at least three quarters of the largest picture, at most 16
+// reference frames. Protocol parameters are those of the channel's own video
+// payload, within the decoder's slice and parameter-set counts. Set... calls
+// store what they accept and Get... calls answer it, or the platform's
+// defaults. Module parameters are set while no channel exists.
+#include "stored.h"
+
+namespace sim {
+namespace {
+
+constexpr int kMod = HI_ID_VDEC;
+const Key kModule{kMod, -1, -1};
+
+HI_S32 fault(int reason) { return err(kMod, reason); }
+
+Key chnKey(VDEC_CHN chn) { return Key{kMod, 0, chn}; }
+
+// A binding reaches a decoder channel that exists.
+const bool g_endpoint = (on_endpoint(kMod, [](Key k) { return find(chnKey(k.chn)) != nullptr; }), true);
+
+Found channel(VDEC_CHN chn) {
+  if (chn < 0 || chn >= VDEC_MAX_CHN_NUM) return missing(fault(INVALID_CHNID));
+  Object* o = find(chnKey(chn));
+  return {o, o ? HI_SUCCESS : fault(UNEXIST)};
+}
+
+bool anyChannel() {
+  for (const Key& k : objects(kMod))
+    if (k.dev >= 0) return true;
+  return false;
+}
+
+// ---- attributes ---------------------------------------------------------------
+
+struct Limits {
+  HI_U32 minW, minH, maxW, maxH;
+};
+
+// Picture sizes the decoder takes; false for payloads it does not decode.
+bool limitsOf(PAYLOAD_TYPE_E type, Limits* l) {
+  switch (type) {
+    case PT_H264: *l = {VDH_H264D_MIN_WIDTH, VDH_H264D_MIN_HEIGHT, VDH_H264D_MAX_WIDTH, VDH_H264D_MAX_HEIGHT}; return true;
+    case PT_H265: *l = {VDH_H265D_MIN_WIDTH, VDH_H265D_MIN_HEIGHT, VDH_H265D_MAX_WIDTH, VDH_H265D_MAX_HEIGHT}; return true;
+    case PT_JPEG:
+    case PT_MJPEG: *l = {JPEGD_MIN_WIDTH, JPEGD_MIN_HEIGHT, JPEGD_MAX_WIDTH, JPEGD_MAX_HEIGHT}; return true;
+    default: return false;
+  }
+}
+
+bool pictures(PAYLOAD_TYPE_E type) { return type == PT_JPEG || type == PT_MJPEG; }
+
+HI_S32 judgeAttr(const VDEC_CHN_ATTR_S& a) {
+  Limits l;
+  if (!limitsOf(a.enType, &l)) return fault(NOT_SUPPORT);
+  bool fits = within(a.u32PicWidth, l.minW, l.maxW) && within(a.u32PicHeight, l.minH, l.maxH);
+  bool buffer = static_cast<unsigned long long>(a.u32BufSize) * 4 >=
+                static_cast<unsigned long long>(a.u32PicWidth) * a.u32PicHeight * 3;
+  if (!fits || !buffer) return fault(ILLEGAL_PARAM);
+  if (pictures(a.enType)) {
+    const VDEC_ATTR_JPEG_S& j = a.stVdecJpegAttr;
+    return j.enMode < VIDEO_MODE_BUTT && j.enJpegFormat < JPG_COLOR_FMT_BUTT ? HI_SUCCESS : fault(ILLEGAL_PARAM);
+  }
+  const VDEC_ATTR_VIDEO_S& v = a.stVdecVideoAttr;
+  bool flag = v.bTemporalMvpEnable == HI_TRUE || v.bTemporalMvpEnable == HI_FALSE;
+  return v.u32RefFrameNum <= 16 && v.enMode < VIDEO_MODE_BUTT && flag ? HI_SUCCESS : fault(ILLEGAL_PARAM);
+}
+
+VDEC_CHN_ATTR_S attrOf(const Object& o) {
+  VDEC_CHN_ATTR_S a{};
+  o.get("ChnAttr", &a);
+  return a;
+}
+
+// ---- parameters -----------------------------------------------------------------
+
+HI_S32 judgeParam(const VDEC_CHN_PARAM_S& p) {
+  bool ok = within(p.s32DisplayFrameNum, 0, 16) && within(p.s32ChanErrThr, 0, 100) && p.s32ChanStrmOFThr >= 0 &&
+            within(p.s32DecMode, 0, 2) && within(p.s32DecOrderOutput, 0, 1) && p.enVideoFormat < VIDEO_FORMAT_BUTT &&
+            p.enCompressMode < COMPRESS_MODE_BUTT;
+  return ok ? HI_SUCCESS : fault(ILLEGAL_PARAM);
+}
+
+const VDEC_CHN_PARAM_S kDefaultParam = {2, 0, 0, 0, 0, VIDEO_FORMAT_LINEAR, COMPRESS_MODE_NONE, 0};
+
+// The channel's own video payload, within the decoder's counts.
+HI_S32 judgeProtocol(PAYLOAD_TYPE_E channelType, const VDEC_PRTCL_PARAM_S& p) {
+  if (p.enType != channelType) return fault(ILLEGAL_PARAM);
+  if (p.enType == PT_H264) {
+    const H264_PRTCL_PARAM_S& h = p.stH264PrtclParam;
+    return within(h.s32MaxSliceNum, VDH_H264D_MIN_SLICE, VDH_H264D_MAX_SLICE) &&
+                   within(h.s32MaxSpsNum, VDH_H264D_MIN_SPS, VDH_H264D_MAX_SPS) &&
+                   within(h.s32MaxPpsNum, VDH_H264D_MIN_PPS, VDH_H264D_MAX_PPS)
+               ? HI_SUCCESS
+               : fault(ILLEGAL_PARAM);
+  }
+  if (p.enType == PT_H265) {
+    const H265_PRTCL_PARAM_S& h = p.stH265PrtclParam;
+    return within(h.s32MaxSliceSegmentNum, VDH_H265D_MIN_SLICE, VDH_H265D_MAX_SLICE) &&
+                   within(h.s32MaxVpsNum, VDH_H265D_MIN_VPS, VDH_H265D_MAX_VPS) &&
+                   within(h.s32MaxSpsNum, VDH_H265D_MIN_SPS, VDH_H265D_MAX_SPS) &&
+                   within(h.s32MaxPpsNum, VDH_H265D_MIN_PPS, VDH_H265D_MAX_PPS)
+               ? HI_SUCCESS
+               : fault(ILLEGAL_PARAM);
+  }
+  return fault(NOT_SUPPORT);  // pictures have no protocol parameters
+}
+
+VDEC_PRTCL_PARAM_S defaultProtocol(PAYLOAD_TYPE_E type) {
+  VDEC_PRTCL_PARAM_S p{};
+  p.enType = type;
+  if (type == PT_H265)
+    p.stH265PrtclParam = {VDH_H265D_MAX_SLICE, 2, 2, 2};
+  else
+    p.stH264PrtclParam = {16, 2, 2};
+  return p;
+}
+
+const VDEC_MOD_PARAM_S kDefaultModParam = {0, 0, {VDH_H264D_MAX_WIDTH, VDH_H264D_MAX_HEIGHT, 16, HI_FALSE}};
+
+}  // namespace
+
+namespace h {
+
+HI_S32 HI_MPI_VDEC_CreateChn(VDEC_CHN chn, const VDEC_CHN_ATTR_S* attr) {
+  return createChannel(kMod, chnKey(chn), VDEC_MAX_CHN_NUM, attr, judgeAttr);
+}
+
+HI_S32 HI_MPI_VDEC_DestroyChn(VDEC_CHN chn) { return destroyChannel(kMod, channel(chn), chnKey(chn)); }
+
+HI_S32 HI_MPI_VDEC_ResetChn(VDEC_CHN chn) {
+  Found f = channel(chn);
+  if (!f.o) return f.rc;
+  return f.o->started ? fault(NOT_PERM) : HI_SUCCESS;
+}
+
+HI_S32 HI_MPI_VDEC_StartRecvStream(VDEC_CHN chn) {
+  Found f = channel(chn);
+  if (!f.o) return f.rc;
+  f.o->started = true;
+  return HI_SUCCESS;
+}
+
+HI_S32 HI_MPI_VDEC_StopRecvStream(VDEC_CHN chn) {
+  Found f = channel(chn);
+  if (!f.o) return f.rc;
+  f.o->started = false;
+  return HI_SUCCESS;
+}
+
+// No stream is fed on the host: nothing is left to decode and nothing was
+// decoded; the reception flag follows Start and Stop.
+HI_S32 HI_MPI_VDEC_Query(VDEC_CHN chn, VDEC_CHN_STAT_S* stat) {
+  Found f = channel(chn);
+  if (!f.o) return f.rc;
+  if (!stat) return fault(NULL_PTR);
+  *stat = VDEC_CHN_STAT_S{};
+  stat->enType = attrOf(*f.o).enType;
+  stat->bStartRecvStream = f.o->started ? HI_TRUE : HI_FALSE;
+  return HI_SUCCESS;
+}
+
+HI_S32 HI_MPI_VDEC_GetChnAttr(VDEC_CHN chn, VDEC_CHN_ATTR_S* attr) {
+  Found f = channel(chn);
+  if (!f.o) return f.rc;
+  if (!attr) return fault(NULL_PTR);
+  *attr = attrOf(*f.o);
+  return HI_SUCCESS;
+}
+
+HI_S32 HI_MPI_VDEC_GetFd(VDEC_CHN chn) {
+  Found f = channel(chn);
+  return f.o ? 256 + chn : f.rc;
+}
+
+HI_S32 HI_MPI_VDEC_CloseFd(VDEC_CHN chn) { return channel(chn).rc; }
+
+HI_S32 HI_MPI_VDEC_SetChnParam(VDEC_CHN chn, VDEC_CHN_PARAM_S* param) {
+  return store(kMod, channel(chn), "ChnParam", param, judgeParam);
+}
+
+HI_S32 HI_MPI_VDEC_GetChnParam(VDEC_CHN chn, VDEC_CHN_PARAM_S* param) {
+  return load(kMod, channel(chn), "ChnParam", param, kDefaultParam);
+}
+
+HI_S32 HI_MPI_VDEC_SetProtocolParam(VDEC_CHN chn, VDEC_PRTCL_PARAM_S* param) {
+  Found f = channel(chn);
+  if (f.o && f.o->started) return fault(NOT_PERM);
+  PAYLOAD_TYPE_E type = f.o ? attrOf(*f.o).enType : PT_H264;
+  return store(kMod, f, "PrtclParam", param,
+               [&](const VDEC_PRTCL_PARAM_S& p) { return judgeProtocol(type, p); });
+}
+
+HI_S32 HI_MPI_VDEC_GetProtocolParam(VDEC_CHN chn, VDEC_PRTCL_PARAM_S* param) {
+  Found f = channel(chn);
+  PAYLOAD_TYPE_E type = f.o ? attrOf(*f.o).enType : PT_H264;
+  if (f.o && pictures(type)) return fault(NOT_SUPPORT);
+  return load(kMod, f, "PrtclParam", param, defaultProtocol(type));
+}
+
+HI_S32 HI_MPI_VDEC_SetRotate(VDEC_CHN chn, ROTATE_E rotate) {
+  return store(kMod, channel(chn), "Rotate", &rotate,
+               [](ROTATE_E r) { return r < ROTATE_BUTT ? HI_SUCCESS : fault(ILLEGAL_PARAM); });
+}
+
+HI_S32 HI_MPI_VDEC_GetRotate(VDEC_CHN chn, ROTATE_E* rotate) {
+  return load(kMod, channel(chn), "Rotate", rotate, ROTATE_NONE);
+}
+
+// The user picture is shown instead of the stream once set and enabled.
+HI_S32 HI_MPI_VDEC_SetUserPic(VDEC_CHN chn, VIDEO_FRAME_INFO_S* picture) {
+  Found f = channel(chn);
+  if (!f.o) return f.rc;
+  if (!picture) return fault(NULL_PTR);
+  f.o->values["userPic"] = 1;
+  return HI_SUCCESS;
+}
+
+HI_S32 HI_MPI_VDEC_EnableUserPic(VDEC_CHN chn, HI_BOOL instant) {
+  Found f = channel(chn);
+  if (!f.o) return f.rc;
+  if (instant != HI_TRUE && instant != HI_FALSE) return fault(ILLEGAL_PARAM);
+  if (!f.o->values.count("userPic")) return fault(NOT_PERM);  // no picture set
+  f.o->values["userPicShown"] = 1;
+  return HI_SUCCESS;
+}
+
+HI_S32 HI_MPI_VDEC_DisableUserPic(VDEC_CHN chn) {
+  Found f = channel(chn);
+  if (!f.o) return f.rc;
+  f.o->values.erase("userPicShown");
+  return HI_SUCCESS;
+}
+
+HI_S32 HI_MPI_VDEC_SetDisplayMode(VDEC_CHN chn, VIDEO_DISPLAY_MODE_E mode) {
+  return store(kMod, channel(chn), "DisplayMode", &mode,
+               [](VIDEO_DISPLAY_MODE_E m) { return m < VIDEO_DISPLAY_MODE_BUTT ? HI_SUCCESS : fault(ILLEGAL_PARAM); });
+}
+
+HI_S32 HI_MPI_VDEC_GetDisplayMode(VDEC_CHN chn, VIDEO_DISPLAY_MODE_E* mode) {
+  return load(kMod, channel(chn), "DisplayMode", mode, VIDEO_DISPLAY_MODE_PREVIEW);
+}
+
+// Picture buffers of a channel: set before it receives, at least one.
+HI_S32 HI_MPI_VDEC_SetChnVBCnt(VDEC_CHN chn, HI_U32 count) {
+  Found f = channel(chn);
+  if (f.o && f.o->started) return fault(NOT_PERM);
+  return store(kMod, f, "VBCnt", &count,
+               [](HI_U32 n) { return within(n, 1, VB_MAX_COMM_POOLS * 8) ? HI_SUCCESS : fault(ILLEGAL_PARAM); });
+}
+
+// By default the reference frames, the frames held for display and one more.
+HI_S32 HI_MPI_VDEC_GetChnVBCnt(VDEC_CHN chn, HI_U32* count) {
+  Found f = channel(chn);
+  if (!f.o) return f.rc;
+  VDEC_CHN_PARAM_S param = kDefaultParam;
+  f.o->get("ChnParam", &param);
+  VDEC_CHN_ATTR_S a = attrOf(*f.o);
+  HI_U32 refs = pictures(a.enType) ? 0 : a.stVdecVideoAttr.u32RefFrameNum;
+  return load(kMod, f, "VBCnt", count, refs + static_cast<HI_U32>(param.s32DisplayFrameNum) + 1);
+}
+
+HI_S32 HI_MPI_VDEC_AttachVbPool(VDEC_CHN chn, VDEC_CHN_POOL_S* pools) {
+  Found f = channel(chn);
+  if (!f.o) return f.rc;
+  if (!pools) return fault(NULL_PTR);
+  if (f.o->has("Pools")) return fault(NOT_PERM);
+  if (pools->hPicVbPool == VB_INVALID_POOLID) return fault(ILLEGAL_PARAM);
+  f.o->put("Pools", *pools);
+  return HI_SUCCESS;
+}
+
+HI_S32 HI_MPI_VDEC_DetachVbPool(VDEC_CHN chn) {
+  Found f = channel(chn);
+  if (!f.o) return f.rc;
+  if (!f.o->attrs.erase("Pools")) return fault(NOT_PERM);
+  return HI_SUCCESS;
+}
+
+HI_S32 HI_MPI_VDEC_SetModParam(VDEC_MOD_PARAM_S* param) {
+  if (!param) return fault(NULL_PTR);
+  if (anyChannel()) return fault(NOT_PERM);
+  if (param->u32MiniBufMode > 1 || param->u32VBSource > 2) return fault(ILLEGAL_PARAM);
+  obtain(kModule).put("ModParam", *param);
+  return HI_SUCCESS;
+}
+
+HI_S32 HI_MPI_VDEC_GetModParam(VDEC_MOD_PARAM_S* param) {
+  if (!param) return fault(NULL_PTR);
+  const Object* m = find(kModule);
+  if (!m || !m->get("ModParam", param)) *param = kDefaultModParam;
+  return HI_SUCCESS;
+}
+
+}  // namespace h
+}  // namespace sim
