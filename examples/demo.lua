@@ -15,6 +15,7 @@ local SYS, VB = Tessel.SYS, Tessel.VB
 package.path = (arg and arg[0] and arg[0]:match("^(.*)/") or "examples") .. "/?.lua;" .. package.path
 local encode = require "encode_pipeline"
 local decode = require "decode_pipeline"
+local capture = require "capture_pipeline"
 
 local demo = {}
 
@@ -45,7 +46,7 @@ demo.maxPools = 32
 -- Source and destination of each binding, as {module, device, channel}:
 -- capture into the encoding group's input, and a decoder onto the display.
 demo.links = {
-  { { "VIU", 0, 0 }, { "VPSS", encode.group, 0 } },
+  { { "VIU", capture.device, capture.channel }, { "VPSS", encode.group, 0 } },
   { { "VDEC", 0, decode.channel }, { "VOU", 0, 0 } },
 }
 
@@ -144,9 +145,9 @@ function demo.check()
 end
 
 -- Bindings come off before the encoding stages destroy what they join.
-demo.stages = { demo.layout_pools, demo.start_system, demo.private_pool, encode.build, decode.build,
-                demo.bind, demo.read_back, demo.draw, demo.unbind, decode.tear_down, encode.tear_down,
-                demo.shut_down, demo.journal, demo.check }
+demo.stages = { demo.layout_pools, demo.start_system, demo.private_pool, capture.build, encode.build,
+                decode.build, demo.bind, demo.read_back, demo.draw, demo.unbind, decode.tear_down,
+                encode.tear_down, capture.tear_down, demo.shut_down, demo.journal, demo.check }
 
 function demo.run()
   sim.reset()

@@ -63,8 +63,8 @@ describe("the simulator refuses what the platform refuses", function()
     local chn = VENC.CreateChannel(4, channel_attr())
     assert.is_true(SYS.Bind(grp:GetChannel(0), chn))
     assert.is_true(SYS.UnBind(grp:GetChannel(0), chn))
-    -- modules the simulator does not track yet are taken on trust
-    assert.is_true(SYS.Bind({ "VIU", 0, 0 }, { "VPSS", 3, 0 }))
+    -- modules the simulator does not track are taken on trust
+    assert.is_true(SYS.Bind({ "ADEC", 0, 0 }, { "AENC", 0, 0 }))
   end)
 
   it("refuses bit rates beyond the encoder's range", function()
@@ -202,7 +202,7 @@ describe("sim.dot", function()
     assert.are.equal(0, grp:Start())
     assert.are.equal(0, chn:Start())
     assert.are.equal(0, chn:Stop())
-    assert.is_true(SYS.Bind({ "VIU", 1, 3 }, { "VPSS", 2, 0 }))
+    assert.is_true(SYS.Bind({ "ADEC", 0, 3 }, { "VPSS", 2, 0 }))
     local dot = sim.dot()
     -- the group is a cluster holding its channels; a started group has a bold frame
     local cluster = dot:match('subgraph "cluster_7_2" {(.-)\n  }')
@@ -210,11 +210,11 @@ describe("sim.dot", function()
     assert.matches('label="VPSS group 2"', cluster, 1, true)
     assert.matches("style=bold", cluster, 1, true)
     assert.matches('"7_2_1" [label="VPSS 2/1", style="bold,filled"', cluster, 1, true)
-    -- a capture channel known only from its binding is named, and drawn as such
-    assert.matches('"16_1_3" [label="VIU 1/3", style=dotted', dot, 1, true)
+    -- an audio decoder known only from its binding is named, and drawn as such
+    assert.matches('"24_0_3" [label="ADEC 0/3", style=dotted', dot, 1, true)
     -- a stopped encoder differs from one never started
     assert.matches('"8_0_5" [label="VENC 0/5", style=filled, fillcolor=gray85]', dot, 1, true)
-    assert.matches('"16_1_3" -> "7_2_0"', dot, 1, true)
+    assert.matches('"24_0_3" -> "7_2_0"', dot, 1, true)
     assert.matches("legend", dot, 1, true)
     keep = nil
   end)

@@ -15,8 +15,8 @@ function M.pools(n, extra)
   return t
 end
 
--- Processing groups and encoder channels that binding tests address; a
--- binding needs both ends to exist.
+-- Capture channels, processing groups and encoder channels that binding
+-- tests address; a binding needs both ends to exist.
 local ends = {}
 
 local function make_ends()
@@ -27,7 +27,14 @@ local function make_ends()
     bitrate = { mode = "H264CBR", attr = { u32Gop = 30, u32StatTime = 1, u32SrcFrmRate = 30,
                                            fr32DstFrmRate = 30, u32BitRate = 1024 } },
   }
+  local capture = { stCapRect = { s32X = 0, s32Y = 0, u32Width = 720, u32Height = 576 },
+                    stDestSize = { u32Width = 720, u32Height = 576 }, enPixFormat = "YUV_SEMIPLANAR_420",
+                    s32SrcFrameRate = -1, s32DstFrameRate = -1 }
   ends = {}
+  for _, c in ipairs({ 0, 3 }) do
+    ends[#ends + 1] = Tessel.VI.GetDevice(c // 4):GetChannel(c)
+    assert(ends[#ends]:SetAttr(capture))
+  end
   for _, g in ipairs({ 0, 2, 4 }) do ends[#ends + 1] = assert(Tessel.VPSS.CreateGroup(g, group)) end
   for _, c in ipairs({ 0, 2, 5, 9 }) do ends[#ends + 1] = assert(Tessel.VENC.CreateChannel(c, channel)) end
 end

@@ -11,12 +11,20 @@ local function picture(kind, width, height)
                                  u32PicWidth = width, u32PicHeight = height } }
 end
 
+-- Capture devices stay enabled while their objects live.
+local devices = {}
+
 return {
   setup = function(T)
     T.VB.Config(32, { { u32BlkSize = 1920 * 1080 * 3 // 2, u32BlkCnt = 4 },
                       { u32BlkSize = 720 * 576 * 3 // 2, u32BlkCnt = 4 } })
     T.VB.Init()
     T.SYS.Init()
+    for dev = 0, 1 do
+      devices[dev] = T.VI.GetDevice(dev)
+      devices[dev]:ConfigMode("BT656")
+      devices[dev]:Enable()
+    end
   end,
 
   tables = {
@@ -40,6 +48,12 @@ return {
       attr = { enMode = "FRAME", enJpegFormat = "YCBCR420" } },
     { s32DisplayFrameNum = 2, enVideoFormat = "TILE", enCompressMode = "NONE" },
     { type = "H264", param = { s32MaxSliceNum = 16, s32MaxSpsNum = 2, s32MaxPpsNum = 2 } },
+    -- capture channel attributes, a user picture colour
+    { stCapRect = { s32X = 0, s32Y = 0, u32Width = 1920, u32Height = 1080 },
+      stDestSize = { u32Width = 1280, u32Height = 720 }, enCapSel = "BOTH", enScanMode = "PROGRESSIVE",
+      enPixFormat = "YUV_SEMIPLANAR_420", bMirror = false, bFlip = false, s32SrcFrameRate = 30,
+      s32DstFrameRate = 25 },
+    { u32BgColor = 0x00FF00 },
     -- common pools
     { { u32BlkSize = 4096, u32BlkCnt = 2 }, { u32BlkSize = 8192, u32BlkCnt = 1 } },
   },

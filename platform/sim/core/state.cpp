@@ -30,6 +30,8 @@ const char* module_name(int mod) {
     case HI_ID_VIU: return "VIU";
     case HI_ID_AI: return "AI";
     case HI_ID_AO: return "AO";
+    case HI_ID_AENC: return "AENC";
+    case HI_ID_ADEC: return "ADEC";
     case HI_ID_HDMI: return "HDMI";
     default: return nullptr;
     }

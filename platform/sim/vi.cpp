@@ -1,0 +1,239 @@
+// Capture devices and channels as the platform has them.
+//
+// The chip has 9 devices of 4 ways each: physical channel c belongs to
+// device c / 4 (channels 0 to 32), and channels 33 and 34 are the cascade
+// channels. A device (VIU, dev, -1) is configured (SetDevAttr) and then
+// enabled, with the system up; it is reconfigured only while disabled, and
+// disabled only once its channels are. A channel (VIU, c / 4, c) exists once
+// its attributes are set; it is enabled only on an enabled device, and then
+// feeds processing or encoding through bindings as a source. Set... calls
+// store what they accept and Get... calls answer it, or the platform's
+// defaults. Nothing here is created or destroyed: devices and channels are
+// only configured, enabled and disabled.
+#include "stored.h"
+
+namespace sim {
+namespace {
+
+constexpr int kMod = HI_ID_VIU;
+
+HI_S32 fault(int reason) { return err(kMod, reason); }
+
+int deviceOf(VI_CHN chn) {
+  int dev = chn / VIU_MAX_CHN_NUM_PER_DEV;
+  return dev < VIU_MAX_DEV_NUM ? dev : VIU_MAX_DEV_NUM - 1;
+}
+
+bool cascade(VI_CHN chn) { return chn >= VIU_CAS_CHN_START; }
+
+Key devKey(VI_DEV dev) { return Key{kMod, dev, -1}; }
+Key chnKey(VI_CHN chn) { return Key{kMod, deviceOf(chn), chn}; }
+
+// A binding reaches a capture channel whose attributes are set.
+const bool g_endpoint = (on_endpoint(kMod, [](Key k) {
+  return k.chn >= 0 && k.chn < VIU_MAX_CHN_NUM && find(chnKey(k.chn)) != nullptr;
+}), true);
+
+Found device(VI_DEV dev) {
+  if (dev < 0 || dev >= VIU_MAX_DEV_NUM) return missing(fault(INVALID_DEVID));
+  return {&obtain(devKey(dev)), HI_SUCCESS};
+}
+
+// A channel that exists (its attributes are set).
+Found channel(VI_CHN chn) {
+  if (chn < 0 || chn >= VIU_MAX_CHN_NUM) return missing(fault(INVALID_CHNID));
+  Object* o = find(chnKey(chn));
+  return {o, o ? HI_SUCCESS : fault(NOT_CONFIG)};
+}
+
+bool channelsEnabled(VI_DEV dev) {
+  for (const Key& k : objects(kMod))
+    if (k.dev == dev && k.chn >= 0 && find(k)->enabled) return true;
+  return false;
+}
+
+HI_S32 judgeDevAttr(const VI_DEV_ATTR_S& a) {
+  bool ok = a.enIntfMode < VI_MODE_BUTT && a.enWorkMode < VI_WORK_MODE_BUTT && a.enClkEdge < VI_CLK_EDGE_BUTT &&
+            a.enDataSeq < VI_DATA_YUV_BUTT && (a.bDataRev == HI_TRUE || a.bDataRev == HI_FALSE);
+  return ok ? HI_SUCCESS : fault(ILLEGAL_PARAM);
+}
+
+// Capture within the largest picture, scaled down (never up), in a
+// semi-planar format, at a destination rate no higher than the source's.
+HI_S32 judgeChnAttr(const VI_CHN_ATTR_S& a) {
+  const RECT_S& r = a.stCapRect;
+  bool rect = r.s32X >= 0 && r.s32Y >= 0 && within(r.u32Width, 32, 4096) && within(r.u32Height, 32, 4096) &&
+              r.s32X + r.u32Width <= 4096 && r.s32Y + r.u32Height <= 4096;
+  bool size = within(a.stDestSize.u32Width, 32, r.u32Width) && within(a.stDestSize.u32Height, 32, r.u32Height);
+  bool format = a.enPixFormat == PIXEL_FORMAT_YUV_SEMIPLANAR_420 || a.enPixFormat == PIXEL_FORMAT_YUV_SEMIPLANAR_422;
+  bool flags = (a.bMirror == HI_TRUE || a.bMirror == HI_FALSE) && (a.bFlip == HI_TRUE || a.bFlip == HI_FALSE);
+  bool rates = (a.s32SrcFrameRate == -1 && a.s32DstFrameRate == -1) ||
+               (a.s32SrcFrameRate > 0 && a.s32DstFrameRate > 0 && a.s32DstFrameRate <= a.s32SrcFrameRate);
+  bool modes = a.enCapSel < VI_CAPSEL_BUTT && a.enScanMode < VI_SCAN_BUTT;
+  if (!format) return fault(NOT_SUPPORT);
+  return rect && size && flags && rates && modes ? HI_SUCCESS : fault(ILLEGAL_PARAM);
+}
+
+}  // namespace
+
+namespace h {
+
+HI_S32 HI_MPI_VI_SetDevAttr(VI_DEV dev, const VI_DEV_ATTR_S* attr) {
+  Found d = device(dev);
+  if (!d.o) return d.rc;
+  if (!attr) return fault(NULL_PTR);
+  if (d.o->enabled) return fault(NOT_PERM);  // disable before reconfiguring
+  if (HI_S32 bad = judgeDevAttr(*attr)) return bad;
+  d.o->put("DevAttr", *attr);
+  return HI_SUCCESS;
+}
+
+HI_S32 HI_MPI_VI_GetDevAttr(VI_DEV dev, VI_DEV_ATTR_S* attr) {
+  Found d = device(dev);
+  if (!d.o) return d.rc;
+  if (!attr) return fault(NULL_PTR);
+  return d.o->get("DevAttr", attr) ? HI_SUCCESS : fault(NOT_CONFIG);
+}
+
+HI_S32 HI_MPI_VI_EnableDev(VI_DEV dev) {
+  Found d = device(dev);
+  if (!d.o) return d.rc;
+  if (!sys_ready()) return fault(SYS_NOTREADY);
+  if (!d.o->has("DevAttr")) return fault(NOT_CONFIG);
+  d.o->enabled = true;
+  return HI_SUCCESS;
+}
+
+HI_S32 HI_MPI_VI_DisableDev(VI_DEV dev) {
+  Found d = device(dev);
+  if (!d.o) return d.rc;
+  if (channelsEnabled(dev)) return fault(NOT_PERM);  // disable the channels first
+  d.o->enabled = false;
+  return HI_SUCCESS;
+}
+
+HI_S32 HI_MPI_VI_SetChnAttr(VI_CHN chn, const VI_CHN_ATTR_S* attr) {
+  if (chn < 0 || chn >= VIU_MAX_CHN_NUM) return fault(INVALID_CHNID);
+  if (!attr) return fault(NULL_PTR);
+  if (HI_S32 bad = judgeChnAttr(*attr)) return bad;
+  obtain(chnKey(chn)).put("ChnAttr", *attr);
+  return HI_SUCCESS;
+}
+
+HI_S32 HI_MPI_VI_GetChnAttr(VI_CHN chn, VI_CHN_ATTR_S* attr) {
+  return load(kMod, channel(chn), "ChnAttr", attr, VI_CHN_ATTR_S{});
+}
+
+// The minor attributes describe the second output of a channel; they take
+// the same checks.
+HI_S32 HI_MPI_VI_SetChnMinorAttr(VI_CHN chn, const VI_CHN_ATTR_S* attr) {
+  return store(kMod, channel(chn), "MinorAttr", attr, judgeChnAttr);
+}
+
+HI_S32 HI_MPI_VI_GetChnMinorAttr(VI_CHN chn, VI_CHN_ATTR_S* attr) {
+  Found c = channel(chn);
+  if (!c.o) return c.rc;
+  if (!attr) return fault(NULL_PTR);
+  return c.o->get("MinorAttr", attr) ? HI_SUCCESS : fault(NOT_CONFIG);
+}
+
+HI_S32 HI_MPI_VI_ClearChnMinorAttr(VI_CHN chn) {
+  Found c = channel(chn);
+  if (!c.o) return c.rc;
+  c.o->attrs.erase("MinorAttr");
+  return HI_SUCCESS;
+}
+
+// Physical channels capture through their device, which must be enabled.
+HI_S32 HI_MPI_VI_EnableChn(VI_CHN chn) {
+  Found c = channel(chn);
+  if (!c.o) return c.rc;
+  if (!sys_ready()) return fault(SYS_NOTREADY);
+  const Object* d = find(devKey(deviceOf(chn)));
+  if (!cascade(chn) && !(d && d->enabled)) return fault(NOT_PERM);
+  c.o->enabled = true;
+  return HI_SUCCESS;
+}
+
+HI_S32 HI_MPI_VI_DisableChn(VI_CHN chn) {
+  if (chn < 0 || chn >= VIU_MAX_CHN_NUM) return fault(INVALID_CHNID);
+  if (Object* o = find(chnKey(chn))) o->enabled = false;
+  return HI_SUCCESS;
+}
+
+HI_S32 HI_MPI_VI_EnableChnInterrupt(VI_CHN chn) { return channel(chn).rc; }
+
+HI_S32 HI_MPI_VI_DisableChnInterrupt(VI_CHN chn) { return channel(chn).rc; }
+
+// Nothing is captured on the host: the status shows the configured picture,
+// the destination rate and whether the channel is enabled.
+HI_S32 HI_MPI_VI_Query(VI_CHN chn, VI_CHN_STAT_S* stat) {
+  Found c = channel(chn);
+  if (!c.o) return c.rc;
+  if (!stat) return fault(NULL_PTR);
+  VI_CHN_ATTR_S a{};
+  c.o->get("ChnAttr", &a);
+  *stat = VI_CHN_STAT_S{};
+  stat->bEnable = c.o->enabled ? HI_TRUE : HI_FALSE;
+  stat->u32FrmRate = a.s32DstFrameRate > 0 ? static_cast<HI_U32>(a.s32DstFrameRate) : 25;
+  stat->u32PicWidth = a.stDestSize.u32Width;
+  stat->u32PicHeight = a.stDestSize.u32Height;
+  return HI_SUCCESS;
+}
+
+HI_S32 HI_MPI_VI_SetFrameDepth(VI_CHN chn, HI_U32 depth) {
+  return store(kMod, channel(chn), "FrameDepth", &depth,
+               [](HI_U32 d) { return d <= VIU_MAX_USER_FRAME_DEPTH ? HI_SUCCESS : fault(ILLEGAL_PARAM); });
+}
+
+HI_S32 HI_MPI_VI_GetFrameDepth(VI_CHN chn, HI_U32* depth) {
+  return load(kMod, channel(chn), "FrameDepth", depth, 0u);
+}
+
+HI_S32 HI_MPI_VI_SetSkipMode(VI_CHN chn, VI_SKIP_MODE_E mode) {
+  return store(kMod, channel(chn), "SkipMode", &mode,
+               [](VI_SKIP_MODE_E m) { return m < VI_SKIP_BUTT ? HI_SUCCESS : fault(ILLEGAL_PARAM); });
+}
+
+HI_S32 HI_MPI_VI_GetSkipMode(VI_CHN chn, VI_SKIP_MODE_E* mode) {
+  return load(kMod, channel(chn), "SkipMode", mode, VI_SKIP_NONE);
+}
+
+HI_S32 HI_MPI_VI_SetUserPic(VI_CHN chn, VI_USERPIC_ATTR_S* pic) {
+  return store(kMod, channel(chn), "UserPic", pic, [](const VI_USERPIC_ATTR_S& p) {
+    return p.enUsrPicMode < VI_USERPIC_MODE_BUTT ? HI_SUCCESS : fault(ILLEGAL_PARAM);
+  });
+}
+
+// The user picture is shown instead of the capture once set and enabled.
+HI_S32 HI_MPI_VI_EnableUserPic(VI_CHN chn) {
+  Found c = channel(chn);
+  if (!c.o) return c.rc;
+  if (!c.o->has("UserPic")) return fault(NOT_PERM);
+  c.o->values["userPicShown"] = 1;
+  return HI_SUCCESS;
+}
+
+HI_S32 HI_MPI_VI_DisableUserPic(VI_CHN chn) {
+  Found c = channel(chn);
+  if (!c.o) return c.rc;
+  c.o->values.erase("userPicShown");
+  return HI_SUCCESS;
+}
+
+HI_S32 HI_MPI_VI_SetRotate(VI_CHN chn, const ROTATE_E rotate) {
+  return store(kMod, channel(chn), "Rotate", &rotate,
+               [](ROTATE_E r) { return r < ROTATE_BUTT ? HI_SUCCESS : fault(ILLEGAL_PARAM); });
+}
+
+HI_S32 HI_MPI_VI_GetRotate(VI_CHN chn, ROTATE_E* rotate) {
+  return load(kMod, channel(chn), "Rotate", rotate, ROTATE_NONE);
+}
+
+HI_S32 HI_MPI_VI_GetFd(VI_CHN chn) {
+  Found c = channel(chn);
+  return c.o ? 320 + chn : c.rc;
+}
+
+}  // namespace h
+}  // namespace sim
