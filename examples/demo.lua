@@ -16,6 +16,7 @@ package.path = (arg and arg[0] and arg[0]:match("^(.*)/") or "examples") .. "/?.
 local encode = require "encode_pipeline"
 local decode = require "decode_pipeline"
 local capture = require "capture_pipeline"
+local display = require "display_pipeline"
 
 local demo = {}
 
@@ -47,7 +48,7 @@ demo.maxPools = 32
 -- capture into the encoding group's input, and a decoder onto the display.
 demo.links = {
   { { "VIU", capture.device, capture.channel }, { "VPSS", encode.group, 0 } },
-  { { "VDEC", 0, decode.channel }, { "VOU", 0, 0 } },
+  { { "VDEC", 0, decode.channel }, { "VOU", display.device, 0 } },
 }
 
 function demo.layout_pools()
@@ -146,8 +147,9 @@ end
 
 -- Bindings come off before the encoding stages destroy what they join.
 demo.stages = { demo.layout_pools, demo.start_system, demo.private_pool, capture.build, encode.build,
-                decode.build, demo.bind, demo.read_back, demo.draw, demo.unbind, decode.tear_down,
-                encode.tear_down, capture.tear_down, demo.shut_down, demo.journal, demo.check }
+                decode.build, display.build, demo.bind, demo.read_back, demo.draw, demo.unbind,
+                display.tear_down, decode.tear_down, encode.tear_down, capture.tear_down, demo.shut_down,
+                demo.journal, demo.check }
 
 function demo.run()
   sim.reset()

@@ -65,6 +65,18 @@ int objectGc(lua_State* L) {
   return 0;
 }
 
+// Two Lua values wrapping the same platform object (a singleton handed out
+// again) are equal; distinct objects naming the same hardware are not.
+int objectEq(lua_State* L) {
+  bool same = isObject(L, 1) && isObject(L, 2);
+  if (same) {
+    const void* a = static_cast<const Box*>(lua_touserdata(L, 1))->object;
+    same = a && a == static_cast<const Box*>(lua_touserdata(L, 2))->object;
+  }
+  lua_pushboolean(L, same);
+  return 1;
+}
+
 int objectToString(lua_State* L) {
   const Box* box = isObject(L, 1) ? static_cast<const Box*>(lua_touserdata(L, 1)) : nullptr;
   lua_pushfstring(L, "%s: %p", box ? box->cls->name : "object", lua_topointer(L, 1));
@@ -191,6 +203,8 @@ void defineClass(lua_State* L, ClassInfo& ci, const char* name, const ClassInfo*
   lua_setfield(L, -2, "__gc");
   lua_pushcfunction(L, &objectToString);
   lua_setfield(L, -2, "__tostring");
+  lua_pushcfunction(L, &objectEq);
+  lua_setfield(L, -2, "__eq");
   lua_pushstring(L, name);
   lua_setfield(L, -2, "__name");
   lua_pushboolean(L, 0);

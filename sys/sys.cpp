@@ -6,6 +6,7 @@
 #include "platform/mpp.h"
 
 #include "frame/binding.h"
+#include "frame/common_types.h"
 #include "frame/convert.h"
 #include "frame/errors.h"
 #include "frame/modules.h"
@@ -207,17 +208,7 @@ int SYS::InitPtsBase(lua_State* L) {
 int SYS::SyncPts(lua_State* L) { return applyPts(L, __func__, "SyncPts() fail", &HI_MPI_SYS_SyncPts); }
 
 int SYS::GetCurrentPts(lua_State* L) {
-  HI_U64 pts = 0;
-  if (HI_MPI_SYS_GetCurPts(&pts) != HI_SUCCESS) {
-    lua_pushnil(L);
-    return 1;
-  }
-  lua_createtable(L, 2, 0);
-  lua_pushinteger(L, static_cast<lua_Integer>(pts >> 32));
-  lua_rawseti(L, -2, 1);
-  lua_pushinteger(L, static_cast<lua_Integer>(pts & 0xFFFFFFFFu));
-  lua_rawseti(L, -2, 2);
-  return 1;
+  return pushTimeStamp(L, [](HI_U64* pts) { return HI_MPI_SYS_GetCurPts(pts); });
 }
 
 void SYS_Register(lua_State* L) {

@@ -38,6 +38,14 @@ HI_S32 load(int mod, Found f, const char* name, T* out, const T& byDefault) {
   return HI_SUCCESS;
 }
 
+// Answers what was stored under name; "not configured" when nothing was.
+template <class T>
+HI_S32 loadConfigured(int mod, Found f, const char* name, T* out) {
+  if (!f.o) return f.rc;
+  if (!out) return err(mod, NULL_PTR);
+  return f.o->get(name, out) ? HI_SUCCESS : err(mod, NOT_CONFIG);
+}
+
 inline bool within(long long v, long long lo, long long hi) { return v >= lo && v <= hi; }
 
 // Creates the channel object at k (channel number below limit) with its

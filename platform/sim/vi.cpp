@@ -89,10 +89,7 @@ HI_S32 HI_MPI_VI_SetDevAttr(VI_DEV dev, const VI_DEV_ATTR_S* attr) {
 }
 
 HI_S32 HI_MPI_VI_GetDevAttr(VI_DEV dev, VI_DEV_ATTR_S* attr) {
-  Found d = device(dev);
-  if (!d.o) return d.rc;
-  if (!attr) return fault(NULL_PTR);
-  return d.o->get("DevAttr", attr) ? HI_SUCCESS : fault(NOT_CONFIG);
+  return loadConfigured(kMod, device(dev), "DevAttr", attr);
 }
 
 HI_S32 HI_MPI_VI_EnableDev(VI_DEV dev) {
@@ -131,10 +128,7 @@ HI_S32 HI_MPI_VI_SetChnMinorAttr(VI_CHN chn, const VI_CHN_ATTR_S* attr) {
 }
 
 HI_S32 HI_MPI_VI_GetChnMinorAttr(VI_CHN chn, VI_CHN_ATTR_S* attr) {
-  Found c = channel(chn);
-  if (!c.o) return c.rc;
-  if (!attr) return fault(NULL_PTR);
-  return c.o->get("MinorAttr", attr) ? HI_SUCCESS : fault(NOT_CONFIG);
+  return loadConfigured(kMod, channel(chn), "MinorAttr", attr);
 }
 
 HI_S32 HI_MPI_VI_ClearChnMinorAttr(VI_CHN chn) {

@@ -96,7 +96,7 @@ describe("findings", function()
     assert.are.same({ "alive-at-exit", "running-at-exit", "bound-at-exit" }, rules())
     assert.are.same({ rule = "running-at-exit", call = "HI_MPI_SYS_Exit", index = 1,
                       message = "VENC 0/1 still receiving at system exit" }, findings[2])
-    assert.are.equal("VPSS 0 still exists at system exit", findings[1].message)
+    assert.are.equal("VPSS group 0 still exists at system exit", findings[1].message)
     assert.are.equal("binding VPSS 0/1 -> VENC 0/1 left in place at system exit", findings[3].message)
   end)
 

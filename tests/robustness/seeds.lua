@@ -54,6 +54,15 @@ return {
       enPixFormat = "YUV_SEMIPLANAR_420", bMirror = false, bFlip = false, s32SrcFrameRate = 30,
       s32DstFrameRate = 25 },
     { u32BgColor = 0x00FF00 },
+    -- display: device timing, layer, window, write-back attributes, zoom ratio, border
+    { u32BgColor = 0, enIntfType = { "HDMI", "VGA" }, enIntfSync = "1080P60" },
+    { stDispRect = { s32X = 0, s32Y = 0, u32Width = 1920, u32Height = 1080 },
+      stImageSize = { u32Width = 1920, u32Height = 1080 }, u32DispFrmRt = 60, enPixFormat = "YUV_SEMIPLANAR_420",
+      bDoubleFrame = false, bClusterMode = false },
+    { u32Priority = 0, stRect = { s32X = 0, s32Y = 0, u32Width = 960, u32Height = 540 }, bDeflicker = false },
+    { stTargetSize = { u32Width = 1280, u32Height = 720 }, enPixelFormat = "YUV_SEMIPLANAR_420", u32FrameRate = 25 },
+    { 100, 100, 500, 500 },
+    { u32TopWidth = 2, u32BottomWidth = 2, u32LeftWidth = 2, u32RightWidth = 2 },
     -- common pools
     { { u32BlkSize = 4096, u32BlkCnt = 2 }, { u32BlkSize = 8192, u32BlkCnt = 1 } },
   },

@@ -54,9 +54,9 @@ TEST_F(SimVenc, DestroyedChannelsCanBeCreatedAgain) {
 }
 
 TEST_F(SimTest, ModulesWithoutBehaviourAnswerNotSupported) {
-    EXPECT_EQ((HI_U32)HI_MPI_VO_Enable(0), 0xA00F8008u);
-    EXPECT_EQ((HI_U32)HI_MPI_HDMI_Init(), 0xA0288008u);
-    EXPECT_EQ((HI_U32)HI_MPI_AO_Enable(0), 0xA0168008u);
+    EXPECT_EQ(HI_MPI_VDA_DestroyChn(0), sim::err(HI_ID_VDA, sim::NOT_SUPPORT));
+    EXPECT_EQ(HI_MPI_AENC_DestroyChn(0), sim::err(HI_ID_AENC, sim::NOT_SUPPORT));
+    EXPECT_EQ(HI_MPI_ADEC_DestroyChn(0), sim::err(HI_ID_ADEC, sim::NOT_SUPPORT));
 }
 
 using SimJournal = SimTest;

@@ -1,5 +1,7 @@
 // The platform's control-plane state: objects, bindings, and reset.
 #include <cstdio>
+#include <functional>
+#include <set>
 
 #include "core/internal.h"
 #include "sim/sim.h"
@@ -27,12 +29,28 @@ const char* module_name(int mod) {
     case HI_ID_VPSS: return "VPSS";
     case HI_ID_VENC: return "VENC";
     case HI_ID_VOU: return "VOU";
+    case kVoDevices: return "VO";
     case HI_ID_VIU: return "VIU";
     case HI_ID_AI: return "AI";
     case HI_ID_AO: return "AO";
     case HI_ID_AENC: return "AENC";
     case HI_ID_ADEC: return "ADEC";
     case HI_ID_HDMI: return "HDMI";
+    default: return nullptr;
+    }
+}
+
+// Modules whose channels live inside a numbered container (a processing
+// group, a display layer, an audio device): drawn as one cluster per
+// container, titled with the container's own name.
+const char* container_of(int mod) {
+    switch (mod) {
+    case HI_ID_VPSS: return "group";
+    case HI_ID_VOU: return "layer";
+    case kVoDevices: return "device";
+    case HI_ID_VIU: return "device";
+    case HI_ID_AI:
+    case HI_ID_AO: return "device";
     default: return nullptr;
     }
 }
@@ -73,11 +91,16 @@ std::vector<Key> objects() {
 }
 
 std::string label(Key k) {
-    char buf[64];
+    char buf[80];
     const char* name = module_name(k.mod);
-    int n = name ? std::snprintf(buf, sizeof buf, "%s %d", name, k.dev)
-                 : std::snprintf(buf, sizeof buf, "module %d %d", k.mod, k.dev);
-    if (k.chn >= 0) std::snprintf(buf + n, sizeof buf - n, "/%d", k.chn);
+    if (!name) {
+        std::snprintf(buf, sizeof buf, "module %d %d", k.mod, k.dev);
+    } else if (k.chn < 0 && container_of(k.mod)) {
+        std::snprintf(buf, sizeof buf, "%s %s %d", name, container_of(k.mod), k.dev);
+    } else {
+        int n = std::snprintf(buf, sizeof buf, "%s %d", name, k.dev);
+        if (k.chn >= 0) std::snprintf(buf + n, sizeof buf - n, "/%d", k.chn);
+    }
     return buf;
 }
 
@@ -114,20 +137,6 @@ std::vector<Key> destinations(Key src) {
 
 namespace {
 
-// Modules whose channels live inside a numbered container (a processing
-// group, a display layer, an audio device): drawn as one cluster per
-// container, titled with the container's own name.
-const char* container_of(int mod) {
-    switch (mod) {
-    case HI_ID_VPSS: return "group";
-    case HI_ID_VOU: return "layer";
-    case HI_ID_VIU: return "device";
-    case HI_ID_AI:
-    case HI_ID_AO: return "device";
-    default: return nullptr;
-    }
-}
-
 // created: exists, never ran; running: enabled or started; stopped: ran before.
 const char* state_style(const Object* o) {
     if (!o) return "style=dotted, color=gray40";  // known only from a binding
@@ -161,25 +170,42 @@ std::string dot() {
         for (const Key& k : {b.first, b.second})
             if (!drawn.count(k)) drawn[k] = nullptr;
 
-    std::map<std::pair<int, int>, std::string> clusters;  // (module, container) -> nodes
+    // Containers (a group, a layer, a device) as clusters holding their
+    // channels, nested in the container their object names as its parent
+    // (a display layer in its device).
+    std::map<Key, std::string> nodes;  // container -> its channels' node lines
+    std::map<Key, std::vector<Key>> inner;
+    std::set<Key> nested;
     for (const auto& d : drawn) {
         const Key& k = d.first;
         if (container_of(k.mod))
-            clusters[{k.mod, k.dev}] += node(k, d.second, "    ");
+            nodes[Key{k.mod, k.dev, -1}] += node(k, d.second, "");
         else
             out += node(k, d.second, "  ");
     }
-    for (const auto& c : clusters) {
-        const Key box{c.first.first, c.first.second, -1};
+    for (const auto& o : s.objects)
+        if (o.first.chn < 0 && o.first.dev >= 0 && container_of(o.first.mod) && o.second.hasParent) {
+            nodes[o.first];
+            nodes[o.second.parent];
+            inner[o.second.parent].push_back(o.first);
+            nested.insert(o.first);
+        }
+    std::function<void(const Key&, const std::string&)> cluster = [&](const Key& box, const std::string& indent) {
         auto it = s.objects.find(box);
         const Object* o = it == s.objects.end() ? nullptr : &it->second;
-        char title[80];
-        const char* name = module_name(box.mod);
-        std::snprintf(title, sizeof title, "%s %s %d", name ? name : "module", container_of(box.mod), box.dev);
-        out += "  subgraph \"cluster_" + std::to_string(box.mod) + "_" + std::to_string(box.dev) +
-               "\" {\n    label=\"" + title + "\";\n    " +
-               frame_style(o) + ";\n" + c.second + "  }\n";
-    }
+        out += indent + "subgraph \"cluster_" + std::to_string(box.mod) + "_" + std::to_string(box.dev) + "\" {\n" +
+               indent + "  label=\"" + label(box) + "\";\n" + indent + "  " + frame_style(o) + ";\n";
+        std::string lines = nodes[box];
+        for (size_t p = 0; p < lines.size();) {
+            size_t e = lines.find('\n', p);
+            out += indent + "  " + lines.substr(p, e - p + 1);
+            p = e + 1;
+        }
+        for (const Key& child : inner[box]) cluster(child, indent + "  ");
+        out += indent + "}\n";
+    };
+    for (const auto& n : nodes)
+        if (!nested.count(n.first)) cluster(n.first, "  ");
     for (const auto& b : s.sources)
         out += "  " + node_id(b.second) + " -> " + node_id(b.first) + ";\n";
     out += "  subgraph cluster_legend {\n    label=\"legend\";\n    style=solid;\n"

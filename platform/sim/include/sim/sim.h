@@ -128,6 +128,9 @@ private:
 struct Object {
     bool created = false;
     RunFlag enabled, started;
+    // A container inside another (a display layer on its device), for the picture.
+    bool hasParent = false;
+    Key parent{0, -1, -1};
     std::map<std::string, std::vector<unsigned char>> attrs;  // "a Get returns what a Set stored"
     std::map<std::string, long long> values;
 
@@ -152,6 +155,10 @@ std::vector<Key> objects(int mod);  // existing objects of one module, in key or
 std::vector<Key> objects();         // every existing object, in key order
 // "VENC 0/1" for a channel, "VPSS 3" for a group or device (channel < 0).
 std::string label(Key k);
+
+// Display devices are kept under a module number of their own, so that
+// their numbers do not meet the display layers' (both start at 0).
+constexpr int kVoDevices = 0x100 | HI_ID_VOU;
 
 // Bindings: a source feeds many destinations; a destination has one source.
 bool bind(Key src, Key dst);       // false when dst already has a source
