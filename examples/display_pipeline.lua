@@ -4,10 +4,12 @@
 --
 -- Returns two stages for examples/demo.lua, to run once the system is up:
 --   build      set the device's timing and enable it, set up and enable the
---              layer and its channels
---   tear_down  free the channels and the layer, then disable the device
+--              layer and its channels, then start HDMI in a format the
+--              monitor supports
+--   tear_down  stop HDMI, free the channels and the layer, then disable the
+--              device
 require "tessel"
-local VO = Tessel.VO
+local VO, HDMI = Tessel.VO, Tessel.HDMI
 local stage = require "stage"
 local say, check = stage.say, stage.check
 
@@ -41,10 +43,22 @@ function display.build()
   end
   local attr = display.dev:GetPubAttr()
   say("    %s on %s", attr.enIntfSync, table.concat(attr.enIntfType, " and "))
+
+  display.hdmi = HDMI.GetInterface(0)  -- kept: a collected interface stops and closes
+  check("HDMI: Open", display.hdmi:Open())
+  local sink = check("HDMI: GetSinkCapability", display.hdmi:GetSinkCapability())
+  say("    monitor %s, native %s, %d formats", sink.u8IDManufactureName, sink.enNativeVideoFormat,
+      #sink.bVideoFmtSupported)
+  check("HDMI: SetAttr " .. sink.enNativeVideoFormat, display.hdmi:SetAttr({
+    bEnableHdmi = true, bEnableVideo = true, enVideoFmt = sink.enNativeVideoFormat, enVidOutMode = "RGB444",
+    enDeepColorMode = 255, bEnableAudio = true, enSoundIntf = "I2S", enSampleRate = 48000, enBitDepth = 16,
+    bEnableAviInfoFrame = true, bEnableAudInfoFrame = true }))
+  check("HDMI: Start", display.hdmi:Start())
 end
 
 function display.tear_down()
   say("Display tear-down")
+  check("HDMI: Close", display.hdmi:Close())
   display.dev:ForceFree()
   say("  %-44s done", "VO device 0: ForceFree")
   check("VO device 0: Disable", display.dev:Disable())

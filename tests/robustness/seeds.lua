@@ -63,6 +63,9 @@ return {
     { stTargetSize = { u32Width = 1280, u32Height = 720 }, enPixelFormat = "YUV_SEMIPLANAR_420", u32FrameRate = 25 },
     { 100, 100, 500, 500 },
     { u32TopWidth = 2, u32BottomWidth = 2, u32LeftWidth = 2, u32RightWidth = 2 },
+    -- HDMI attributes
+    { bEnableHdmi = true, bEnableVideo = true, enVideoFmt = "1080P60", enVidOutMode = "RGB444", enDeepColorMode = 24,
+      bEnableAudio = true, enSoundIntf = "I2S", enSampleRate = 48000, enBitDepth = 16 },
     -- common pools
     { { u32BlkSize = 4096, u32BlkCnt = 2 }, { u32BlkSize = 8192, u32BlkCnt = 1 } },
   },

@@ -68,6 +68,7 @@ const Recorded kRecorded[] = {
     {"VOLayer:GetCompress", "HI_MPI_VO_GetVideoLayerCompressAttr", "false", "false also when the platform cannot say"},
     {"VOLayer:UnBind", "HI_MPI_VO_UnBindVideoLayer", "nil,code", "a refused unbinding answers the code without a message"},
     {"VOChannel:ClearBuffer", "HI_MPI_VO_ClearChnBuffer", "nil,code", "nothing on success, nil and the code on failure"},
+    {"HDMIInterface:Close", "HI_MPI_HDMI_Stop", "number -1607958519", "stopping is best effort; the close then answers the platform's refusal to close a started interface"},
     {"VIChannel:Destroy", "HI_MPI_VI_DisableChn", "none", "returns nothing; disabling is best effort"},
     {"VDECChannel:Destroy", "HI_MPI_VDEC_StopRecvStream", "0", "stopping is best effort; the destroy's status is returned"},
     {"Pool:Destroy", "HI_MPI_VB_DestroyPool", "none", "returns nothing; a refused destroy is not reported"},
