@@ -128,6 +128,30 @@ void pushStruct(lua_State* L, const void* in, const StructDesc& d) {
   }
 }
 
+void readUnionStruct(lua_State* L, int idx, void* out, const UnionStruct& u) {
+  readStruct(L, idx, out, u.head);  // zeroes the whole structure, reads the fixed fields in order
+  const Converter* conv = u.member(out);
+  if (!conv) return;
+  int top = lua_gettop(L);
+  if (lua_getfield(L, idx, u.key) != LUA_TNIL) {
+    try {
+      conv->read(L, lua_gettop(L), static_cast<char*>(out) + u.memberOffset, conv->aux);
+    } catch (...) {
+      lua_settop(L, top);
+      throw;
+    }
+  }
+  lua_settop(L, top);
+}
+
+void pushUnionStruct(lua_State* L, const void* in, const UnionStruct& u) {
+  pushStruct(L, in, u.head);
+  if (const Converter* conv = u.member(in)) {
+    conv->push(L, static_cast<const char*>(in) + u.memberOffset, conv->aux);
+    lua_setfield(L, -2, u.key);
+  }
+}
+
 void readStructConv(lua_State* L, int idx, void* out, const void* desc) {
   readStruct(L, idx, out, *static_cast<const StructDesc*>(desc));
 }

@@ -117,6 +117,20 @@ void pushStruct(lua_State* L, const void* in, const StructDesc& d);
 void readStructConv(lua_State* L, int idx, void* out, const void* desc);
 void pushStructConv(lua_State* L, const void* in, const void* desc);
 
+// A structure holding a union whose member a field of the structure selects
+// (a payload or region type): its fixed fields are declared as a StructDesc
+// (the selector first), and the member is read and written under one key
+// with the converter member() picks from the structure (null: no member).
+struct UnionStruct {
+  StructDesc head;
+  const char* key;
+  const Converter* (*member)(const void* whole);
+  std::uint32_t memberOffset;
+};
+
+void readUnionStruct(lua_State* L, int idx, void* out, const UnionStruct& u);
+void pushUnionStruct(lua_State* L, const void* in, const UnionStruct& u);
+
 // Reads an enumeration; returns false when the value is left untouched.
 bool readEnum(lua_State* L, int idx, std::int32_t* out, const EnumDesc& d);
 void pushEnum(lua_State* L, std::int32_t value, const EnumDesc& d);
@@ -268,6 +282,16 @@ constexpr Field makeField(const char* key, const char* outKey, std::size_t offse
 #define TESSEL_ENUM(T, desc) \
   namespace Tessel {         \
   const Converter ConvOf<T>::value = {&readEnumConv, &pushEnumConv, &(desc)}; \
+  }
+
+// Defines the converters of structure T from a UnionStruct.
+#define TESSEL_UNION_STRUCT(T, unionStruct)                                           \
+  namespace Tessel {                                                                  \
+  namespace union_##T {                                                               \
+  static void r(lua_State* L, int i, void* o, const void*) { readUnionStruct(L, i, o, unionStruct); } \
+  static void p(lua_State* L, const void* v, const void*) { pushUnionStruct(L, v, unionStruct); } \
+  }                                                                                   \
+  const Converter ConvOf<T>::value = {&union_##T::r, &union_##T::p, nullptr};         \
   }
 
 // Defines converters of T from two hand-written functions

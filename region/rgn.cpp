@@ -1,11 +1,157 @@
-// Module class RGN; its operations are added as the module is built.
-#include "frame/binding.h"
+// Module class RGN, the Region class and their registration.
+#include "region/rgn.h"
+
+#include "frame/channel.h"
+#include "frame/methods.h"
 #include "frame/modules.h"
 
 namespace Tessel {
+namespace {
 
-class RGN {};
+// Both factories share one message, under the name GetRegion.
+bool validHandle(int handle) {
+  if (static_cast<unsigned>(handle) < kRgnMaxRegions) return true;
+  TESSEL_DIAG_AS("GetRegion", "Region ID out of range. Valid range is [0," << kRgnMaxRegions << ")");
+  return false;
+}
 
-void RGN_Register(lua_State* L) { beginClass<RGN>(L, "RGN"); }
+// The channel a region method addresses: a channel object at position 2,
+// or a module id, device id and channel id at positions 2 to 4. Answers the
+// position of the argument after it, or 0 after pushing nil and the refusal.
+int targetArg(lua_State* L, const char* func, int line, MPP_CHN_S* chn) {
+  if (lua_isnone(L, 2)) return pushFailure(L, "Invalid arguments", func, line), 0;
+  if (lua_type(L, 2) == LUA_TUSERDATA || lua_type(L, 2) == LUA_TLIGHTUSERDATA) {
+    if (!isObject(L, 2)) return pushFailure(L, "Invalid channel object", func, line), 0;
+    const Channel* c = checkObject<Channel>(L, 2);  // an object of another class is an argument error
+    chn->enModId = static_cast<MOD_ID_E>(c->get_MODID());
+    chn->s32DevId = c->get_DID();
+    chn->s32ChnId = c->get_ID();
+    return 3;
+  }
+  chn->enModId = static_cast<MOD_ID_E>(luaL_checkinteger(L, 2));
+  if (lua_isnone(L, 3)) return pushFailure(L, "Invalid device id", func, line), 0;
+  chn->s32DevId = static_cast<HI_S32>(luaL_checkinteger(L, 3));
+  if (lua_isnone(L, 4)) return pushFailure(L, "Invalid channel id", func, line), 0;
+  chn->s32ChnId = static_cast<HI_S32>(luaL_checkinteger(L, 4));
+  return 5;
+}
+
+// The channel attributes at idx; false after pushing nil and the refusal.
+bool chnAttrArg(lua_State* L, int idx, const char* func, int line, RGN_CHN_ATTR_S* attr) {
+  if (lua_type(L, idx) != LUA_TTABLE) {
+    pushFailure(L, "Invalid region channel attributes", func, line);
+    return false;
+  }
+  return readArg(L, idx, attr, func, line);
+}
+
+}  // namespace
+
+// The region is returned whether or not the platform created it.
+RefCountedObjectPtr<Region> RGN::CreateRegion(int handle, lua_State* L) {
+  if (!validHandle(handle)) return nullptr;
+  return createWith(L, new Region(handle));
+}
+
+RefCountedObjectPtr<Region> RGN::GetRegion(int handle) {
+  if (!validHandle(handle)) return nullptr;
+  return new Region(handle);
+}
+
+// Create(attrs): attrs is the last value on the stack.
+int Region::Create(lua_State* L) {
+  RGN_ATTR_S attr;
+  if (!readArg(L, lua_gettop(L), &attr, __func__, __LINE__)) return 2;
+  HI_S32 rc = HI_MPI_RGN_Create(m_handle, &attr);
+  if (rc == HI_SUCCESS) m_created = 1;
+  return pushStatus(L, rc, "Fail to create region", __func__, __LINE__);
+}
+
+int Region::Destroy() {
+  if (!m_created) return 0;
+  m_created = 0;
+  return HI_MPI_RGN_Destroy(m_handle);
+}
+
+int Region::SetAttr(lua_State* L) {
+  if (lua_type(L, 2) != LUA_TTABLE) return TESSEL_FAIL(L, "INvalid region attributes");
+  return setFromTable<RGN_ATTR_S>(L, __func__, __LINE__, "Fail to set region attributes",
+                                  [&](RGN_ATTR_S* p) { return HI_MPI_RGN_SetAttr(m_handle, p); });
+}
+
+int Region::GetAttr(lua_State* L) {
+  return getAsTable<RGN_ATTR_S>(L, __func__, __LINE__, "Fail to get region attributes",
+                                [&](RGN_ATTR_S* p) { return HI_MPI_RGN_GetAttr(m_handle, p); });
+}
+
+// AttachToChn(channel, attrs) or AttachToChn(mod, dev, chn, attrs).
+int Region::AttachToChn(lua_State* L) {
+  MPP_CHN_S chn = {};
+  int next = targetArg(L, __func__, __LINE__, &chn);
+  if (!next) return 2;
+  RGN_CHN_ATTR_S attr;
+  if (!chnAttrArg(L, next, __func__, __LINE__, &attr)) return 2;
+  return pushStatus(L, HI_MPI_RGN_AttachToChn(m_handle, &chn, &attr), "Fail to attach to channel", __func__,
+                    __LINE__);
+}
+
+int Region::DetachFromChn(lua_State* L) {
+  MPP_CHN_S chn = {};
+  if (!targetArg(L, __func__, __LINE__, &chn)) return 2;
+  return pushStatus(L, HI_MPI_RGN_DetachFromChn(m_handle, &chn), "Fail to detach from channel", __func__,
+                    __LINE__);
+}
+
+int Region::SetDisplayAttr(lua_State* L) {
+  MPP_CHN_S chn = {};
+  int next = targetArg(L, __func__, __LINE__, &chn);
+  if (!next) return 2;
+  RGN_CHN_ATTR_S attr;
+  if (!chnAttrArg(L, next, __func__, __LINE__, &attr)) return 2;
+  return pushStatus(L, HI_MPI_RGN_SetDisplayAttr(m_handle, &chn, &attr), "Fail to set channel display attributes",
+                    __func__, __LINE__);
+}
+
+int Region::GetDisplayAttr(lua_State* L) {
+  MPP_CHN_S chn = {};
+  if (!targetArg(L, __func__, __LINE__, &chn)) return 2;
+  return getAsTable<RGN_CHN_ATTR_S>(L, __func__, __LINE__, "Fail to get channel display attributes",
+                                    [&](RGN_CHN_ATTR_S* p) { return HI_MPI_RGN_GetDisplayAttr(m_handle, &chn, p); });
+}
+
+int Region::SetAttachField(lua_State* L) {
+  VIDEO_FIELD_E field;
+  if (!readArg(L, 2, &field, __func__, __LINE__)) return 2;
+  return pushStatus(L, HI_MPI_RGN_SetAttachField(m_handle, field), "Fail to set region attach field", __func__,
+                    __LINE__);
+}
+
+// Its failure is reported in the setter's words.
+int Region::GetAttachField(lua_State* L) {
+  VIDEO_FIELD_E field = VIDEO_FIELD_FRAME;
+  HI_S32 rc = HI_MPI_RGN_GetAttachField(m_handle, &field);
+  if (rc != HI_SUCCESS) return TESSEL_FAIL_CODE(L, "Fail to set region attach field", rc);
+  return pushResult(L, field, __func__, __LINE__);
+}
+
+void RGN_Register(lua_State* L) {
+  beginClass<Region>(L, "Region")
+      .addProperty<&Region::get_ID>("ID")
+      .addCFunction<&Region::Create>("Create")
+      .addFunction<&Region::Destroy>("Destroy")
+      .addCFunction<&Region::SetAttr>("SetAttr")
+      .addCFunction<&Region::GetAttr>("GetAttr")
+      .addCFunction<&Region::AttachToChn>("AttachToChn")
+      .addCFunction<&Region::DetachFromChn>("DetachFromChn")
+      .addCFunction<&Region::SetDisplayAttr>("SetDisplayAttr")
+      .addCFunction<&Region::GetDisplayAttr>("GetDisplayAttr")
+      .addCFunction<&Region::SetAttachField>("SetAttachField")
+      .addCFunction<&Region::GetAttachField>("GetAttachField");
+
+  beginClass<RGN>(L, "RGN")
+      .addStaticProperty<&RGN::get_MaxRegions>("MaxRegions")
+      .addStaticFunction<&RGN::CreateRegion>("CreateRegion")
+      .addStaticFunction<&RGN::GetRegion>("GetRegion");
+}
 
 }  // namespace Tessel

@@ -72,8 +72,7 @@ std::map<int, bool (*)(Key)>& endpointRules() {
 // Both ends of a binding must exist where the module is simulated; the
 // platform answers with that module's "does not exist".
 HI_S32 checkExists(const MPP_CHN_S& chn) {
-  auto it = endpointRules().find(static_cast<int>(chn.enModId));
-  if (it == endpointRules().end() || it->second(keyOf(chn))) return HI_SUCCESS;
+  if (endpoint_exists(keyOf(chn))) return HI_SUCCESS;
   return err(static_cast<unsigned>(chn.enModId), UNEXIST);
 }
 
@@ -128,6 +127,11 @@ HI_S32 setPts(HI_U64 pts) {
 bool sys_ready() { return started(kSys); }
 
 void on_endpoint(int mod, bool (*exists)(Key)) { endpointRules()[mod] = exists; }
+
+bool endpoint_exists(Key k) {
+  auto it = endpointRules().find(k.mod);
+  return it == endpointRules().end() || it->second(k);
+}
 
 void report_bound(Key k, const char* rule, const char* what) {
   Key src;

@@ -66,6 +66,12 @@ return {
     -- HDMI attributes
     { bEnableHdmi = true, bEnableVideo = true, enVideoFmt = "1080P60", enVidOutMode = "RGB444", enDeepColorMode = 24,
       bEnableAudio = true, enSoundIntf = "I2S", enSampleRate = 48000, enBitDepth = 16 },
+    -- regions: an overlay and an extended cover, with channel attributes
+    { type = "OVERLAY", attr = { enPixelFmt = "RGB_1555", u32BgColor = 0, stSize = { u32Width = 64, u32Height = 32 } } },
+    { type = "COVEREX" },
+    { bShow = true, enType = "OVERLAY", attr = { stPoint = { s32X = 16, s32Y = 16 }, u32FgAlpha = 128 } },
+    { bShow = true, enType = "COVEREX", attr = { enCoverType = "RECT",
+                                                 cover = { s32X = 0, s32Y = 0, u32Width = 64, u32Height = 64 } } },
     -- common pools
     { { u32BlkSize = 4096, u32BlkCnt = 2 }, { u32BlkSize = 8192, u32BlkCnt = 1 } },
   },

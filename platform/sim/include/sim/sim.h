@@ -182,6 +182,7 @@ bool sys_ready();
 // Whether a module's object at a binding address exists; each simulated
 // module registers its rule (sys.cpp), others are taken on trust.
 void on_endpoint(int mod, bool (*exists)(Key));
+bool endpoint_exists(Key k);  // by the module's rule; true where there is none
 // An object taken out of a pipeline (destroyed, disabled, stopped) while
 // still bound: the call goes through, the board's pipeline stalls behind it.
 // Reports a finding under rule for each binding of k; what says what happened.
