@@ -18,6 +18,7 @@ local decode = require "decode_pipeline"
 local capture = require "capture_pipeline"
 local display = require "display_pipeline"
 local overlay = require "overlay_pipeline"
+local audio = require "audio_pipeline"
 
 local demo = {}
 
@@ -151,9 +152,9 @@ function demo.overlays() overlay.build(encode.streams[1].chn, capture.chn) end
 
 -- Bindings come off before the encoding stages destroy what they join.
 demo.stages = { demo.layout_pools, demo.start_system, demo.private_pool, capture.build, encode.build,
-                decode.build, display.build, demo.overlays, demo.bind, demo.read_back, demo.draw, demo.unbind,
-                overlay.tear_down, display.tear_down, decode.tear_down, encode.tear_down, capture.tear_down,
-                demo.shut_down, demo.journal, demo.check }
+                decode.build, display.build, demo.overlays, audio.build, demo.bind, demo.read_back, demo.draw,
+                demo.unbind, audio.tear_down, overlay.tear_down, display.tear_down, decode.tear_down,
+                encode.tear_down, capture.tear_down, demo.shut_down, demo.journal, demo.check }
 
 function demo.run()
   sim.reset()

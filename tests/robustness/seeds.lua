@@ -72,6 +72,15 @@ return {
     { bShow = true, enType = "OVERLAY", attr = { stPoint = { s32X = 16, s32Y = 16 }, u32FgAlpha = 128 } },
     { bShow = true, enType = "COVEREX", attr = { enCoverType = "RECT",
                                                  cover = { s32X = 0, s32Y = 0, u32Width = 64, u32Height = 64 } } },
+    -- audio: device attributes (mono and stereo), input VQE, channel parameter, fade
+    { enSamplerate = 8000, enBitwidth = 16, enWorkmode = "I2S_MASTER", enSoundmode = "MONO", u32FrmNum = 30,
+      u32PtNumPerFrm = 320, u32ChnCnt = 2 },
+    { enSamplerate = 48000, enBitwidth = 16, enWorkmode = "I2S_SLAVE", enSoundmode = "STEREO", u32FrmNum = 30,
+      u32PtNumPerFrm = 1024, u32ChnCnt = 2 },
+    { bHpfOpen = 1, s32WorkSampleRate = 8000, s32FrameSample = 320, enWorkstate = "COMMON",
+      stHpfCfg = { bUsrMode = true, enHpfFreq = 150 }, stAgcCfg = { bUsrMode = false } },
+    { u32UsrFrmDepth = 4 },
+    { ["in"] = 1, out = 2 },
     -- common pools
     { { u32BlkSize = 4096, u32BlkCnt = 2 }, { u32BlkSize = 8192, u32BlkCnt = 1 } },
   },
