@@ -1,12 +1,13 @@
 -- The audio part of the demo: the microphone input played back on the
 -- output (input channel 0 bound to output channel 0), 8 kHz mono, with echo
--- reference, high-pass filter and gain control on the input.
+-- reference, high-pass filter and gain control on the input; the inner codec
+-- set to the same rate and width, listening to the microphone.
 --
 -- Returns two stages for examples/demo.lua, to run once the system is up:
 --   build      configure and enable both devices and their channels, bind
 --   tear_down  unbind, then disable channels and devices
 require "tessel"
-local AI, AO, SYS = Tessel.AI, Tessel.AO, Tessel.SYS
+local AI, AO, SYS, ACODEC = Tessel.AI, Tessel.AO, Tessel.SYS, Tessel.ACODEC
 local stage = require "stage"
 local say, check = stage.say, stage.check
 
@@ -19,6 +20,17 @@ audio.vqe = { bHpfOpen = 1, bAgcOpen = 1, s32WorkSampleRate = 8000, s32FrameSamp
               stAgcCfg = { bUsrMode = false } }
 
 function audio.build()
+  say("Audio codec")
+  audio.codec = ACODEC.CreateInnerCodec()
+  check("ACODEC: Open", audio.codec:Open() >= 0 and 0 or -1)
+  check("ACODEC: SetSampleRate 8000", audio.codec:SetSampleRate(audio.attrs.enSamplerate))
+  check("ACODEC: SetDataWidth 16", audio.codec:SetDataWidth(audio.attrs.enBitwidth))
+  check("ACODEC: SelectSource MIC", audio.codec:SelectSource("MIC"))
+  check("ACODEC: SetInputVolume 30", audio.codec:SetInputVolume(30))
+  check("ACODEC: SetOutputVolume -6", audio.codec:SetOutputVolume(-6))
+  check("ACODEC: SetMICGain 16/16", audio.codec:SetMICGain(16, 16))
+  say("    input volume %d, output volume %d", audio.codec:GetInputVolume(), audio.codec:GetOutputVolume())
+
   say("Audio")
   audio.input, audio.output = AI.GetDevice(0), AO.GetDevice(0)
   for _, d in ipairs({ { "AI", audio.input }, { "AO", audio.output } }) do
@@ -42,6 +54,8 @@ function audio.tear_down()
   check("AO channel 0: Disable", audio.speaker:Disable())
   check("AI device 0: Disable", audio.input:Disable())
   check("AO device 0: Disable", audio.output:Disable())
+  audio.codec:Close()
+  say("  %-44s done", "ACODEC: Close")
 end
 
 return audio

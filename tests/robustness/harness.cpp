@@ -998,6 +998,14 @@ void Harness::buildContext(Rng& rng, bool vary) {
         lua_pop(L, 1);
         objClass.push_back(cls);
         objRecipe.push_back(static_cast<int>(ri));
+        // The seeds may ready an object before it is used (open a device).
+        lua_getfield(L, kRoot, "seeds");
+        lua_getfield(L, -1, "ready");
+        if (lua_istable(L, -1) && lua_getfield(L, -1, o.firstClass.c_str()) == LUA_TFUNCTION) {
+          lua_pushvalue(L, top + 1);
+          if (lua_pcall(L, 1, 0, 0) != LUA_OK)
+            fail("the seeds' readying of " + o.firstClass + " failed: " + lua_tostring(L, -1));
+        }
       }
       lua_settop(L, top);
     }

@@ -3,6 +3,7 @@
 -- create and methods run on live platform objects.
 --   setup   run before the objects of every round are made (given Tessel)
 --   tables  attribute tables offered to every function during discovery
+--   ready   per class, run on each object made for a round (open a device)
 -- A module without seeds is still fuzzed; its objects just own nothing.
 
 local function picture(kind, width, height)
@@ -26,6 +27,10 @@ return {
       devices[dev]:Enable()
     end
   end,
+
+  ready = {
+    InnerCodec = function(codec) codec:Open() end,
+  },
 
   tables = {
     -- processing group

@@ -1,6 +1,8 @@
 // The emulated inner audio codec behind "/dev/acodec": every request is
-// journaled as { name = "ioctl", n = 2, args = { request, value } }, set
-// requests store into registers and get requests read them back.
+// journaled as { name = "ioctl", n = 2, args = { request, value } }; set
+// requests are judged as the driver judges them (volumes, rate and width
+// codes, sources, flags) and stored into registers, get requests read them
+// back; a refused value fails with EINVAL.
 #include <cerrno>
 #include <cstring>
 #include <fcntl.h>
@@ -48,6 +50,25 @@ unsigned register_of(unsigned nr) {
 }
 
 bool is_get(unsigned nr) { return register_of(nr) != 0; }
+
+// The values the driver takes for a set request, by request number; false
+// for a value it refuses (EINVAL).
+bool accepted(unsigned nr, const ACODEC_GAIN_S& v) {
+    auto in = [](int x, int lo, int hi) { return x >= lo && x <= hi; };
+    switch (nr) {
+    case 0x02: return in(v.gain, -78, 80);                          // input volume, dB
+    case 0x03: return in(v.gain, -121, 6);                          // output volume, dB
+    case 0x06: case 0x35: return in(v.gain, ACODEC_RATE_8K_FAMILY, ACODEC_RATE_32K_FAMILY);
+    case 0x07: return in(v.gain, 0, 2);                             // differential output
+    case 0x08: return in(v.gain, 0, 4);                             // input source
+    case 0x0C: case 0x0D: return in(v.gain, 0, 31);                 // microphone gain
+    case 0x0F: case 0x10: case 0x11: case 0x12: return in(v.mute, 0, 1);
+    case 0x13: case 0x14: case 0x16: case 0x17: case 0x18: case 0x19: return in(v.gain, 0, 1);
+    case 0x31: case 0x32: return in(v.gain, 0, 1);                  // I2S interface
+    case 0x33: case 0x34: return in(v.gain, ACODEC_WIDTH_8BIT, ACODEC_WIDTH_24BIT);
+    default: return true;
+    }
+}
 
 bool known_request(unsigned long req) {
     static const unsigned long kRequests[] = {
@@ -107,6 +128,10 @@ int request(unsigned long req, void* arg) {
             r = *static_cast<const ACODEC_GAIN_S*>(arg);
         else
             r.gain = *static_cast<const int*>(arg);
+        if (!accepted(nr, r)) {
+            errno = EINVAL;
+            return -1;
+        }
         codec().regs[nr] = r;
     }
     return 0;
