@@ -84,11 +84,11 @@ void pushSampleRate(lua_State* L, const AUDIO_SAMPLE_RATE_E& v) { lua_pushintege
 void readBitWidth(lua_State* L, int idx, AUDIO_BIT_WIDTH_E* out) {
   if (lua_type(L, idx) != LUA_TNUMBER) convFail("Invalid audio bitwidth");
   lua_Integer bits = toInteger(L, idx);
-  int v = bits < 3 ? static_cast<int>(bits)
-          : bits == 8 ? AUDIO_BIT_WIDTH_8
-          : bits == 16 ? AUDIO_BIT_WIDTH_16
-          : bits == 24 ? AUDIO_BIT_WIDTH_24
-                       : AUDIO_BIT_WIDTH_BUTT;
+  int v = AUDIO_BIT_WIDTH_BUTT;
+  if (bits < 3) v = static_cast<int>(bits);
+  else if (bits == 8) v = AUDIO_BIT_WIDTH_8;
+  else if (bits == 16) v = AUDIO_BIT_WIDTH_16;
+  else if (bits == 24) v = AUDIO_BIT_WIDTH_24;
   *out = static_cast<AUDIO_BIT_WIDTH_E>(v);
 }
 

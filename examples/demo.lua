@@ -47,10 +47,14 @@ demo.pools = {
 demo.maxPools = 32
 
 -- Source and destination of each binding, as {module, device, channel}:
--- capture into the encoding group's input, and a decoder onto the display.
+-- capture into the encoding group's input, and the display's four windows:
+-- the decoder, the group's two outputs and the camera itself.
 demo.links = {
   { { "VIU", capture.device, capture.channel }, { "VPSS", encode.group, 0 } },
   { { "VDEC", 0, decode.channel }, { "VOU", display.device, 0 } },
+  { { "VPSS", encode.group, 0 }, { "VOU", display.device, 1 } },
+  { { "VPSS", encode.group, 1 }, { "VOU", display.device, 2 } },
+  { { "VIU", capture.device, capture.channel }, { "VOU", display.device, 3 } },
 }
 
 function demo.layout_pools()
@@ -147,8 +151,9 @@ function demo.check()
   if #findings > 0 then error("the pipeline was not torn down cleanly") end
 end
 
--- The title on the H.264 stream, the mask on the captured picture.
-function demo.overlays() overlay.build(encode.streams[1].chn, capture.chn) end
+-- The title on the H.264 stream, masks on the captured picture and on the
+-- second display window.
+function demo.overlays() overlay.build(encode.streams[1].chn, capture.chn, display.channels[2]) end
 
 -- Bindings come off before the encoding stages destroy what they join.
 demo.stages = { demo.layout_pools, demo.start_system, demo.private_pool, capture.build, encode.build,

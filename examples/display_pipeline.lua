@@ -1,6 +1,7 @@
 -- The display part of the demo: HDMI and VGA at 1080p60 on device 0, its
--- video layer, and one output channel per window (the decoder's picture in
--- window 0).
+-- video layer, a 2x2 grid of output channels (the decoder, the two
+-- processing outputs and the camera; examples/demo.lua binds them), and the
+-- write-back of the whole screen into an encoder that records it.
 --
 -- Returns two stages for examples/demo.lua, to run once the system is up:
 --   build      set the device's timing and enable it, set up and enable the
@@ -9,7 +10,7 @@
 --   tear_down  stop HDMI, free the channels and the layer, then disable the
 --              device
 require "tessel"
-local VO, HDMI = Tessel.VO, Tessel.HDMI
+local VO, HDMI, VENC, SYS = Tessel.VO, Tessel.HDMI, Tessel.VENC, Tessel.SYS
 local stage = require "stage"
 local say, check = stage.say, stage.check
 
@@ -20,11 +21,22 @@ display.pubAttr = { u32BgColor = 0x000000, enIntfType = { "HDMI", "VGA" }, enInt
 display.layerAttr = { stDispRect = { s32X = 0, s32Y = 0, u32Width = 1920, u32Height = 1080 },
                       stImageSize = { u32Width = 1920, u32Height = 1080 }, u32DispFrmRt = 60,
                       enPixFormat = "YUV_SEMIPLANAR_420", bDoubleFrame = false, bClusterMode = false }
--- Two windows side by side.
-display.windows = {
-  { u32Priority = 0, stRect = { s32X = 0, s32Y = 0, u32Width = 960, u32Height = 540 }, bDeflicker = false },
-  { u32Priority = 0, stRect = { s32X = 960, s32Y = 0, u32Width = 960, u32Height = 540 }, bDeflicker = false },
-}
+-- A 2x2 grid of windows, row by row.
+display.windows = {}
+for i = 0, 3 do
+  display.windows[i + 1] = { u32Priority = 0, bDeflicker = false,
+                             stRect = { s32X = i % 2 * 960, s32Y = i // 2 * 540, u32Width = 960, u32Height = 540 } }
+end
+
+-- The screen written back at 720p25 and encoded by encoder channel 3.
+display.recorder = 3
+display.wbcAttr = { stTargetSize = { u32Width = 1280, u32Height = 720 }, enPixelFormat = "YUV_SEMIPLANAR_420",
+                    u32FrameRate = 25 }
+display.recorderAttr = {
+  encoding = { type = "H264", attr = { u32MaxPicWidth = 1280, u32MaxPicHeight = 720, u32BufSize = 1280 * 720 * 3 // 2,
+                                       u32Profile = 1, bByFrame = true, u32PicWidth = 1280, u32PicHeight = 720 } },
+  bitrate = { mode = "H264CBR", attr = { u32Gop = 50, u32StatTime = 1, u32SrcFrmRate = 25, fr32DstFrmRate = 25,
+                                         u32BitRate = 2048, u32FluctuateLevel = 1 } } }
 
 function display.build()
   say("Display")
@@ -54,10 +66,24 @@ function display.build()
     enDeepColorMode = 255, bEnableAudio = true, enSoundIntf = "I2S", enSampleRate = 48000, enBitDepth = 16,
     bEnableAviInfoFrame = true, bEnableAudInfoFrame = true }))
   check("HDMI: Start", display.hdmi:Start())
+
+  display.wbc = VO.GetWBC(0)
+  check("VO write-back: SetSource device 0", display.wbc:SetSource("DEVICE", display.dev))
+  check("VO write-back: SetAttr 720p25", display.wbc:SetAttr(display.wbcAttr))
+  check("VO write-back: Enable", display.wbc:Enable())
+  display.recording = VENC.CreateChannel(display.recorder, display.recorderAttr)
+  check(string.format("VENC.CreateChannel(%d) screen recording", display.recorder), display.recording:GetAttr())
+  check(string.format("bind VO write-back -> VENC 0/%d", display.recorder), SYS.Bind(display.wbc, display.recording))
+  check(string.format("VENC %d: Start", display.recorder), display.recording:Start())
 end
 
 function display.tear_down()
   say("Display tear-down")
+  check(string.format("VENC %d: Stop", display.recorder), display.recording:Stop())
+  check(string.format("unbind VO write-back -> VENC 0/%d", display.recorder),
+        SYS.UnBind(display.wbc, display.recording))
+  check(string.format("VENC %d: Destroy", display.recorder), display.recording:Destroy())
+  check("VO write-back: Disable", display.wbc:Disable())
   check("HDMI: Close", display.hdmi:Close())
   display.dev:ForceFree()
   say("  %-44s done", "VO device 0: ForceFree")

@@ -48,7 +48,7 @@ Found enabledChannel(int mod, AUDIO_DEV dev, int chn) {
 bool sampleRate(AUDIO_SAMPLE_RATE_E r) {
   static const int rates[] = {8000, 11025, 12000, 16000, 22050, 24000, 32000, 44100, 48000};
   for (int known : rates)
-    if (r == known) return true;
+    if (static_cast<int>(r) == known) return true;
   return false;
 }
 

@@ -73,7 +73,8 @@ HI_HDMI_SINK_CAPABILITY_S monitor() {
   std::memset(&cap, 0, sizeof cap);
   cap.bConnected = cap.bSupportHdmi = cap.bIsSinkPowerOn = cap.bIsRealEDID = HI_TRUE;
   cap.enNativeVideoFormat = HI_HDMI_VIDEO_FMT_1080P_60;
-  for (int f = HI_HDMI_VIDEO_FMT_1080P_60; f <= HI_HDMI_VIDEO_FMT_480P_60; ++f) cap.bVideoFmtSupported[f] = HI_TRUE;
+  for (int f = HI_HDMI_VIDEO_FMT_1080P_60; f <= static_cast<int>(HI_HDMI_VIDEO_FMT_480P_60); ++f)
+    cap.bVideoFmtSupported[f] = HI_TRUE;
   cap.bSupportYCbCr = HI_TRUE;
   cap.u32AudioInfoNum = 1;
   std::memcpy(cap.u8IDManufactureName, "TSL", 3);

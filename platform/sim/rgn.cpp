@@ -9,7 +9,8 @@
 // mosaics on processing and display), once per channel, with channel
 // attributes of its own type; what is stored per channel is what
 // GetDisplayAttr answers. Destroying a region still attached detaches it and
-// is reported as a finding.
+// is reported as a finding. The picture draws each region with dotted edges
+// to its channels.
 #include <string>
 
 #include "stored.h"
@@ -21,10 +22,10 @@ constexpr int kMod = HI_ID_RGN;
 
 HI_S32 fault(int reason) { return err(kMod, reason); }
 
-Key regionKey(RGN_HANDLE h) { return Key{kMod, h, -1}; }
+Key regionKey(RGN_HANDLE h) { return Key{kMod, static_cast<int>(h), -1}; }
 
 Found region(RGN_HANDLE h) {
-  if (h < 0 || h >= RGN_HANDLE_MAX) return missing(fault(INVALID_DEVID));
+  if (h >= RGN_HANDLE_MAX) return missing(fault(INVALID_DEVID));
   Object* o = find(regionKey(h));
   return {o, o ? HI_SUCCESS : fault(UNEXIST)};
 }
@@ -43,7 +44,9 @@ bool takes(RGN_TYPE_E type, int mod) {
   }
 }
 
-HI_S32 judgeOverlay(const OVERLAY_ATTR_S& o, HI_U32 maxW, HI_U32 maxH) {
+// Overlays and extended overlays have the same fields.
+template <class Overlay>
+HI_S32 judgeOverlay(const Overlay& o, HI_U32 maxW, HI_U32 maxH) {
   bool format = o.enPixelFmt == PIXEL_FORMAT_RGB_1555 || o.enPixelFmt == PIXEL_FORMAT_RGB_4444 ||
                 o.enPixelFmt == PIXEL_FORMAT_RGB_8888;
   bool size = within(o.stSize.u32Width, RGN_MIN_WIDTH, maxW) && within(o.stSize.u32Height, RGN_MIN_HEIGHT, maxH) &&
@@ -56,8 +59,7 @@ HI_S32 judgeAttr(const RGN_ATTR_S& a) {
   switch (a.enType) {
     case OVERLAY_RGN: return judgeOverlay(a.unAttr.stOverlay, RGN_OVERLAY_MAX_WIDTH, RGN_OVERLAY_MAX_HEIGHT);
     case OVERLAYEX_RGN:
-      return judgeOverlay(reinterpret_cast<const OVERLAY_ATTR_S&>(a.unAttr.stOverlayEx), RGN_OVERLAYEX_MAX_WIDTH,
-                          RGN_OVERLAYEX_MAX_HEIGHT);
+      return judgeOverlay(a.unAttr.stOverlayEx, RGN_OVERLAYEX_MAX_WIDTH, RGN_OVERLAYEX_MAX_HEIGHT);
     case COVER_RGN:
     case COVEREX_RGN:
     case LINE_RGN:
@@ -78,18 +80,14 @@ HI_S32 judgeChnAttr(const Object& r, const RGN_CHN_ATTR_S& a) {
   return HI_SUCCESS;
 }
 
-int attachments(const Object& r) {
-  int n = 0;
-  for (const auto& a : r.attrs) n += a.first.compare(0, 3, "on ") == 0;
-  return n;
-}
+int attachments(const Object& r) { return static_cast<int>(r.attached.size()); }
 
 }  // namespace
 
 namespace h {
 
 HI_S32 HI_MPI_RGN_Create(RGN_HANDLE h, const RGN_ATTR_S* attr) {
-  if (h < 0 || h >= RGN_HANDLE_MAX) return fault(INVALID_DEVID);
+  if (h >= RGN_HANDLE_MAX) return fault(INVALID_DEVID);
   if (!sys_ready()) return fault(SYS_NOTREADY);
   if (!attr) return fault(NULL_PTR);
   if (find(regionKey(h))) return fault(EXIST);
@@ -137,6 +135,7 @@ HI_S32 HI_MPI_RGN_AttachToChn(RGN_HANDLE h, const MPP_CHN_S* chn, const RGN_CHN_
   if (r.o->has(attachment(*chn))) return fault(EXIST);
   if (HI_S32 bad = judgeChnAttr(*r.o, *attr)) return bad;
   r.o->put(attachment(*chn), *attr);
+  r.o->attached.insert(target);
   return HI_SUCCESS;
 }
 
@@ -144,7 +143,9 @@ HI_S32 HI_MPI_RGN_DetachFromChn(RGN_HANDLE h, const MPP_CHN_S* chn) {
   Found r = region(h);
   if (!r.o) return r.rc;
   if (!chn) return fault(NULL_PTR);
-  return r.o->attrs.erase(attachment(*chn)) ? HI_SUCCESS : fault(UNEXIST);
+  if (!r.o->attrs.erase(attachment(*chn))) return fault(UNEXIST);
+  r.o->attached.erase(Key{static_cast<int>(chn->enModId), chn->s32DevId, chn->s32ChnId});
+  return HI_SUCCESS;
 }
 
 HI_S32 HI_MPI_RGN_SetDisplayAttr(RGN_HANDLE h, const MPP_CHN_S* chn, const RGN_CHN_ATTR_S* attr) {

@@ -8,10 +8,12 @@
 // attributes and is enabled only while that device is enabled. A channel
 // (VOU, layer, chn) exists once its attributes are set, within its layer's
 // picture; it is enabled only on an enabled layer, and then takes frames
-// through bindings as a destination. Disabling a device under enabled layers,
-// or a layer under enabled channels, goes through and is reported as a
-// finding (the board keeps showing stale pictures). Write-back takes a
-// source and attributes, then is enabled. Set... calls store what they
+// through bindings as a destination. A device is disabled only once its
+// layers are; disabling a layer under enabled channels goes through and is
+// reported as a finding (the board keeps showing stale pictures). Timings go
+// out on the interfaces that carry them (standard definition on CVBS and
+// BT.656 only). Write-back takes a source and attributes, then is enabled
+// while its source shows. Set... calls store what they
 // accept and Get... calls answer it, or the platform's defaults.
 #include "stored.h"
 
@@ -88,10 +90,18 @@ HI_U32 interfacesOf(VO_DEV dev) {
   return 0xFFFFFFFFu;  // virtual and cascade devices drive no connector
 }
 
+// Standard-definition timings go out on CVBS and BT.656; CVBS carries
+// nothing else.
+bool standardDefinition(VO_INTF_SYNC_E s) { return s <= VO_OUTPUT_960H_NTSC; }
+
 HI_S32 judgePubAttr(VO_DEV dev, const VO_PUB_ATTR_S& a) {
   HI_U32 intf = static_cast<HI_U32>(a.enIntfType);
   if (intf == 0 || a.enIntfSync >= VO_OUTPUT_BUTT) return fault(ILLEGAL_PARAM);
-  return (intf & ~interfacesOf(dev)) ? fault(NOT_SUPPORT) : HI_SUCCESS;
+  if (intf & ~interfacesOf(dev)) return fault(NOT_SUPPORT);
+  bool sd = standardDefinition(a.enIntfSync);
+  if ((intf & VO_INTF_CVBS) && !sd) return fault(NOT_SUPPORT);
+  if (sd && (intf & ~(VO_INTF_CVBS | VO_INTF_BT656))) return fault(NOT_SUPPORT);
+  return HI_SUCCESS;
 }
 
 bool semiplanar(PIXEL_FORMAT_E f) {
@@ -149,16 +159,14 @@ HI_S32 HI_MPI_VO_Enable(VO_DEV dev) {
   return HI_SUCCESS;
 }
 
+// Layers shown on the device are disabled first.
 HI_S32 HI_MPI_VO_Disable(VO_DEV dev) {
   Found d = device(dev);
   if (!d.o) return d.rc;
-  if (d.o->enabled)
-    for (int l = 0; l < VO_MAX_LAYER_NUM; ++l) {
-      const Object* o = find(layerKey(l));
-      if (o && o->enabled && deviceOf(l) == dev)
-        finding("device-disabled-under-layers", "VO device " + std::to_string(dev) +
-                                                    " disabled under its enabled layer " + std::to_string(l));
-    }
+  for (int l = 0; l < VO_MAX_LAYER_NUM; ++l) {
+    const Object* o = find(layerKey(l));
+    if (o && o->enabled && deviceOf(l) == dev) return fault(NOT_PERM);
+  }
   d.o->enabled = false;
   return HI_SUCCESS;
 }
@@ -188,6 +196,7 @@ HI_S32 HI_MPI_VO_BindVideoLayer(VO_LAYER l, VO_DEV dev) {
   if (o.o->enabled) return fault(NOT_PERM);
   // Only the picture-in-picture layer moves, and only onto an HD device.
   if (l == kPipLayer ? dev >= 2 : dev != ownDevice(l)) return fault(NOT_SUPPORT);
+  if (l == kPipLayer && o.o->values.count("device") && o.o->values["device"] != dev) return fault(EXIST);
   o.o->values["device"] = dev;
   return HI_SUCCESS;
 }
@@ -202,8 +211,11 @@ HI_S32 HI_MPI_VO_UnBindVideoLayer(VO_LAYER l, VO_DEV dev) {
   return HI_SUCCESS;
 }
 
+// A layer takes attributes while its device shows.
 HI_S32 HI_MPI_VO_SetVideoLayerAttr(VO_LAYER l, const VO_VIDEO_LAYER_ATTR_S* attr) {
-  return store(kMod, layer(l), "LayerAttr", attr, judgeLayerAttr);
+  Found o = layer(l);
+  if (o.o && !deviceEnabled(deviceOf(l))) return fault(NOT_PERM);
+  return store(kMod, o, "LayerAttr", attr, judgeLayerAttr);
 }
 
 HI_S32 HI_MPI_VO_GetVideoLayerAttr(VO_LAYER l, VO_VIDEO_LAYER_ATTR_S* attr) {
@@ -513,7 +525,11 @@ HI_S32 HI_MPI_VO_EnableWbc(VO_WBC id) {
   Found w = wbc(id);
   if (!w.o) return w.rc;
   if (!sys_ready()) return fault(SYS_NOTREADY);
-  if (!w.o->has("Source") || !w.o->has("WbcAttr")) return fault(NOT_CONFIG);
+  VO_WBC_SOURCE_S source;
+  if (!w.o->get("Source", &source) || !w.o->has("WbcAttr")) return fault(NOT_CONFIG);
+  const Object* shown = source.enSourceType == VO_WBC_SOURCE_DEV ? find(devKey(static_cast<int>(source.u32SourceId)))
+                                                                   : find(layerKey(static_cast<int>(source.u32SourceId)));
+  if (!(shown && shown->enabled)) return fault(NOT_PERM);  // nothing shown to write back
   w.o->enabled = true;
   return HI_SUCCESS;
 }

@@ -279,11 +279,15 @@ describe("the simulated display", function()
     local dev = VO.GetDevice(0)
     local layer = dev:GetLayer()
     assert.are.equal(s32(0xA00F8007), dev:Enable())  -- no timing yet
+    local ok, msg = dev:SetPubAttr({ enIntfType = { "HDMI" }, enIntfSync = "PAL" })
+    assert.matches("error=A00F8008%]$", msg)  -- HDMI carries no standard-definition timing
     assert.is_true(dev:SetPubAttr(PUB))
-    assert.is_true(layer:SetAttr(LAYER))
-    assert.are.equal(s32(0xA00F8009), layer:Enable())
+    ok, msg = layer:SetAttr(LAYER)
+    assert.matches("error=A00F8009%]$", msg)  -- not while the device is off
+    assert.are.equal(s32(0xA00F8007), layer:Enable())
     assert.are.equal(0, dev:Enable())
-    local ok, msg = dev:SetPubAttr(PUB)
+    assert.is_true(layer:SetAttr(LAYER))
+    ok, msg = dev:SetPubAttr(PUB)
     assert.matches("error=A00F8009%]$", msg)
     local channel = layer:GetChannel(0)
     assert.is_true(channel:SetAttr(WINDOW))
@@ -295,7 +299,8 @@ describe("the simulated display", function()
     local dot = sim.dot()
     assert.matches('subgraph "cluster_271_0" {\n    label="VO device 0";.-subgraph "cluster_15_0" {\n'
                    .. '      label="VOU layer 0";.-"15_0_0" %[label="VOU 0/0"', dot)
-    -- tearing down from the top is reported
+    -- a device goes off only after its layers; a layer under its channels is reported
+    assert.are.equal(s32(0xA00F8009), dev:Disable())
     assert.are.equal(0, layer:Disable())
     assert.are.equal(0, dev:Disable())
     local rules = {}

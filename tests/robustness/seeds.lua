@@ -30,6 +30,7 @@ return {
 
   ready = {
     InnerCodec = function(codec) codec:Open() end,
+    HDMIInterface = function(hdmi) hdmi:Open() end,
   },
 
   tables = {
@@ -73,7 +74,12 @@ return {
       bEnableAudio = true, enSoundIntf = "I2S", enSampleRate = 48000, enBitDepth = 16 },
     -- regions: an overlay and an extended cover, with channel attributes
     { type = "OVERLAY", attr = { enPixelFmt = "RGB_1555", u32BgColor = 0, stSize = { u32Width = 64, u32Height = 32 } } },
-    { type = "COVEREX" },
+    { type = "COVEREX" }, { type = "COVER" }, { type = "LINE" }, { type = "MOSAIC" },
+    { type = "OVERLAYEX", attr = { enPixelFmt = "RGB_4444", stSize = { u32Width = 64, u32Height = 32 } } },
+    { bShow = true, enType = "LINE", attr = { u32LineWidth = 2, u32LineColor = 0xFF,
+                                              stLinePoints = { { s32X = 0, s32Y = 0 }, { s32X = 64, s32Y = 64 } } } },
+    { bShow = true, enType = "MOSAIC", attr = { stRect = { s32X = 0, s32Y = 0, u32Width = 64, u32Height = 64 },
+                                                enBlkSize = 1 } },
     { bShow = true, enType = "OVERLAY", attr = { stPoint = { s32X = 16, s32Y = 16 }, u32FgAlpha = 128 } },
     { bShow = true, enType = "COVEREX", attr = { enCoverType = "RECT",
                                                  cover = { s32X = 0, s32Y = 0, u32Width = 64, u32Height = 64 } } },

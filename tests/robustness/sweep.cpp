@@ -68,7 +68,7 @@ const Recorded kRecorded[] = {
     {"VOLayer:GetCompress", "HI_MPI_VO_GetVideoLayerCompressAttr", "false", "false also when the platform cannot say"},
     {"VOLayer:UnBind", "HI_MPI_VO_UnBindVideoLayer", "nil,code", "a refused unbinding answers the code without a message"},
     {"VOChannel:ClearBuffer", "HI_MPI_VO_ClearChnBuffer", "nil,code", "nothing on success, nil and the code on failure"},
-    {"HDMIInterface:Close", "HI_MPI_HDMI_Stop", "number -1607958519", "stopping is best effort; the close then answers the platform's refusal to close a started interface"},
+    {"HDMIInterface:Close", "HI_MPI_HDMI_Stop", "0", "stopping is best effort; the close's status is returned"},
     {"AIDevice:GetPubAttr", "HI_MPI_AI_GetPubAttr", "msg(code)", "a failed read answers its message alone"},
     {"AODevice:GetPubAttr", "HI_MPI_AO_GetPubAttr", "msg(code)", "a failed read answers its message alone"},
     {"AIChannel:EnableVqe", "HI_MPI_AI_EnableVqe", "msg(code)", "a failure answers its message alone"},

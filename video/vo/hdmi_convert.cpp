@@ -136,7 +136,7 @@ void pushSinkCapability(lua_State* L, const HI_HDMI_SINK_CAPABILITY_S& cap) {
   pushStruct(L, &cap, sink::desc);
   lua_createtable(L, 0, 0);
   lua_Integer n = 0;
-  for (int f = 0; f < HI_HDMI_VIDEO_FMT_BUTT; ++f) {
+  for (int f = 0; f < static_cast<int>(HI_HDMI_VIDEO_FMT_BUTT); ++f) {
     if (!cap.bVideoFmtSupported[f]) continue;
     lua_pushstring(L, enumName(f, kFormats));
     lua_rawseti(L, -2, ++n);

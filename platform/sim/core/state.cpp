@@ -169,6 +169,15 @@ std::string dot() {
     for (const auto& b : s.sources)
         for (const Key& k : {b.first, b.second})
             if (!drawn.count(k)) drawn[k] = nullptr;
+    std::string marks;  // objects drawn into channels (regions), and their dotted edges
+    for (const auto& o : s.objects) {
+        if (o.second.attached.empty()) continue;
+        marks += "  " + node_id(o.first) + " [label=\"" + label(o.first) + "\", shape=note];\n";
+        for (const Key& k : o.second.attached) {
+            if (!drawn.count(k)) drawn[k] = find(k);
+            marks += "  " + node_id(o.first) + " -> " + node_id(k) + " [style=dotted, arrowhead=none];\n";
+        }
+    }
 
     // Containers (a group, a layer, a device) as clusters holding their
     // channels, nested in the container their object names as its parent
@@ -208,6 +217,7 @@ std::string dot() {
         if (!nested.count(n.first)) cluster(n.first, "  ");
     for (const auto& b : s.sources)
         out += "  " + node_id(b.second) + " -> " + node_id(b.first) + ";\n";
+    out += marks;
     out += "  subgraph cluster_legend {\n    label=\"legend\";\n    style=solid;\n"
            "    \"legend_created\" [label=\"created\", style=dashed];\n"
            "    \"legend_running\" [label=\"enabled / started\", style=\"bold,filled\", fillcolor=palegreen];\n"

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <map>
+#include <set>
 #include <string>
 #include <utility>
 #include <vector>
@@ -131,6 +132,9 @@ struct Object {
     // A container inside another (a display layer on its device), for the picture.
     bool hasParent = false;
     Key parent{0, -1, -1};
+    // Channels this object is drawn into (a region on its channels): dotted
+    // edges in the picture.
+    std::set<Key> attached;
     std::map<std::string, std::vector<unsigned char>> attrs;  // "a Get returns what a Set stored"
     std::map<std::string, long long> values;
 
