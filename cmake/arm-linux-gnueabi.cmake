@@ -16,7 +16,7 @@ set(CMAKE_SYSTEM_PROCESSOR armv7-a)
 set(CMAKE_C_COMPILER   arm-linux-gnueabi-gcc)
 set(CMAKE_CXX_COMPILER arm-linux-gnueabi-g++)
 
-set(_cpu "-mcpu=cortex-a9 -mfloat-abi=softfp -mfpu=neon")
+set(_cpu "-mcpu=cortex-a9 -mfloat-abi=softfp -mfpu=neon -Wno-psabi")
 set(CMAKE_C_FLAGS_INIT   "${_cpu}")
 set(CMAKE_CXX_FLAGS_INIT "${_cpu}")
 

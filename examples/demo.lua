@@ -22,18 +22,11 @@ local audio = require "audio_pipeline"
 
 local demo = {}
 
+local stage = require "stage"
+local say, expect = stage.say, stage.check
+
 -- Status numbers are the platform's 32-bit codes.
 local function hex(status) return string.format("%08X", status & 0xFFFFFFFF) end
-
-local function say(fmt, ...) print(string.format(fmt, ...)) end
-
--- Stops the demo on a non-zero status or a nil result.
-local function expect(what, status, message)
-  if status == nil then error(what .. ": " .. tostring(message), 2) end
-  if math.type(status) == "integer" and status ~= 0 then error(what .. ": error " .. hex(status), 2) end
-  say("  %-44s ok", what)
-  return status
-end
 
 local function designation(d)
   return string.format("%s %d/%d", d[1], d[2], d[3])
@@ -163,7 +156,7 @@ demo.stages = { demo.layout_pools, demo.start_system, demo.private_pool, capture
 
 function demo.run()
   sim.reset()
-  for _, stage in ipairs(demo.stages) do stage() end
+  for _, step in ipairs(demo.stages) do step() end
 end
 
 demo.run()

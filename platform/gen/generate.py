@@ -1,6 +1,7 @@
 #!/usr/bin/env python3
-"""Regenerates the platform declarations, the ARM layout check and the
-simulator's call stubs and type tables from platform/facts.
+"""Regenerates the platform declarations, the ARM layout check, the
+simulator's call stubs and type tables, and the error-name table from
+platform/facts.
 
 Run by a developer after changing the facts or this generator; the outputs are
 committed so that a build needs no Python.
@@ -9,6 +10,7 @@ import sys
 
 from facts import Facts
 from headers import HeaderWriter
+import errors
 import layout
 from simgen import SimWriter
 
@@ -35,6 +37,7 @@ def main():
         visit(h)
     layout.write(facts, headers)
     SimWriter(facts).write()
+    errors.write(facts)
     print("%d headers" % len(headers))
 
 
