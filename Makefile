@@ -8,8 +8,10 @@ JOBS       ?= $(shell nproc)
 LUA        ?= lua5.3
 ITERATIONS ?= 1000000
 
-DEB_PACKAGES = cmake g++ make pkg-config lua5.3 liblua5.3-dev lua-busted lua-check \
-               libgtest-dev libbenchmark-dev g++-arm-linux-gnueabi graphviz qemu-user
+# What building and the demo need, and what the tests and benchmarks add.
+DEMO_PACKAGES = cmake g++ make pkg-config lua5.3 liblua5.3-dev graphviz
+DEB_PACKAGES  = $(DEMO_PACKAGES) lua-busted lua-check libgtest-dev libbenchmark-dev \
+                g++-arm-linux-gnueabi qemu-user luarocks
 
 # The 32-bit ARM run: Debian's armel builds of what the tests load, unpacked
 # into a build-local root (no multiarch install), run under qemu-arm.
@@ -22,13 +24,15 @@ ARM_APT       = -o APT::Architecture=armel -o APT::Architectures::=armel \
                 -o Dir::Cache=$(abspath $(ARM_ROOT)).apt/cache \
                 -o Dir::State::status=/dev/null -o APT::Sandbox::User=root
 
-.PHONY: all build build-arm deps demo test test-host test-asan test-arm bench fuzz clean
+.PHONY: all build build-arm deps deps-demo demo test test-host test-asan test-arm bench fuzz clean
 
 all: build
 
 # Installs the Debian packages that are not there yet (as root, or with sudo).
-deps:
-	@missing=$$(for p in $(DEB_PACKAGES); do dpkg -s $$p >/dev/null 2>&1 || echo $$p; done); \
+deps: PACKAGES = $(DEB_PACKAGES)
+deps-demo: PACKAGES = $(DEMO_PACKAGES)
+deps deps-demo:
+	@missing=$$(for p in $(PACKAGES); do dpkg -s $$p >/dev/null 2>&1 || echo $$p; done); \
 	if [ -n "$$missing" ]; then \
 	  echo "Installing:" $$missing; \
 	  SUDO=$$( [ $$(id -u) -eq 0 ] || echo sudo ); \
@@ -40,8 +44,14 @@ build: deps
 	cmake -S . -B $(BUILD) -DCMAKE_BUILD_TYPE=RelWithDebInfo >/dev/null
 	cmake --build $(BUILD) -j $(JOBS)
 
-demo: build
-	LUA_CPATH='$(BUILD)/lua/?.so;;' $(LUA) examples/demo.lua
+# The demo builds quietly (the build's output goes to $(BUILD)/build.log and
+# is shown only when it fails), then runs.
+demo: deps-demo
+	@mkdir -p $(BUILD)
+	@cmake -S . -B $(BUILD) -DCMAKE_BUILD_TYPE=RelWithDebInfo >$(BUILD)/configure.log 2>&1 || { cat $(BUILD)/configure.log; exit 1; }
+	@echo "Building tessel (output in $(BUILD)/build.log)"
+	@cmake --build $(BUILD) -j $(JOBS) --target tessel tessel_sim >$(BUILD)/build.log 2>&1 || { cat $(BUILD)/build.log; exit 1; }
+	@LUA_CPATH='$(BUILD)/lua/?.so;;' $(LUA) examples/demo.lua
 
 # Every test of the host build, then the Lua tests again under ASan and UBSan,
 # then the unit, Lua and robustness tests built for the board's CPU.

@@ -1,0 +1,31 @@
+-- The rock of the working tree: `luarocks make` builds it with CMake and
+-- installs tessel (and, built for the host, tessel.sim with the simulator
+-- libraries beside it) into the rock tree.
+rockspec_format = "3.0"
+package = "tessel"
+version = "scm-1"
+source = {
+  url = "git+file://.",
+}
+description = {
+  summary = "Lua scripts drive the media platform of HiSilicon video chips",
+  detailed = [[
+    Capture, processing, H.264/H.265/JPEG encoding, decoding, display output
+    and HDMI, overlays, audio and the audio codec, from Lua. Built for a PC it
+    runs against a simulator of the platform (tessel.sim); built for a board
+    (TESSEL_SDK_DIR) against the vendor's libraries.
+  ]],
+  license = "Proprietary",
+}
+dependencies = {
+  "lua == 5.3",
+}
+build = {
+  type = "cmake",
+  variables = {
+    CMAKE_BUILD_TYPE = "Release",
+    CMAKE_INSTALL_PREFIX = "$(PREFIX)",
+    TESSEL_LUA_CMOD_DIR = "$(LIBDIR)",
+    TESSEL_TESTS = "OFF",
+  },
+}
