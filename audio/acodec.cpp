@@ -53,7 +53,7 @@ int InnerCodec::sendInt(const char* method, unsigned long request, int value) {
 
 int InnerCodec::Open() {
   if (m_fd >= 0) return m_fd;
-  m_fd = tessel_dev_open(m_path.c_str(), O_RDWR);
+  m_fd = tessel_dev_open(m_path.c_str(), O_RDWR | O_CLOEXEC);  // not inherited by child processes
   if (m_fd < 0) {
     TESSEL_DIAG("Fail to open audio codec device '" << m_path << "'!");
     perror("error detail");

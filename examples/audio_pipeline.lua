@@ -43,6 +43,8 @@ function audio.build()
   check("AI channel 0: EnableVqe", audio.mic:EnableVqe())
   check("AO channel 0: Enable", audio.speaker:Enable())
   check("AO device 0: SetVolume -6 dB", audio.output:SetVolume(-6))
+  check("AO device 0: SetMute, fading", audio.output:SetMute(true, { ["in"] = 2, out = 2 }))
+  check("AO device 0: SetMute off", audio.output:SetMute(false))
   check("bind AI 0/0 -> AO 0/0", SYS.Bind(audio.mic, audio.speaker))
 end
 

@@ -130,4 +130,21 @@ describe("InnerCodec lifetime", function()
                     { d[7].reporter, d[7].message })
     assert.matches("error detail: No such file or directory", err, 1, true)
   end)
+
+  it("opens the device so that child processes do not inherit it, and reports a refused open", function()
+    sim.reset()
+    local codec = ACODEC.CreateInnerCodec()
+    assert.is_true(codec:Open() >= 0)
+    local call = sim.calls()[1]
+    assert.are.same({ "open", "/dev/acodec" }, { call.name, call.args[1] })
+    assert.are.equal(0x80000, call.args[2] & 0x80000)  -- close on exec
+    codec:Close()
+    local out, err = support.run([[
+      require "tessel"
+      require("tessel.sim").fail("open", 1)
+      print(Tessel.ACODEC.CreateInnerCodec():Open())
+    ]])
+    assert.are.equal("-1\n", out)
+    assert.matches("Fail to open audio codec device '/dev/acodec'!", err, 1, true)
+  end)
 end)

@@ -31,6 +31,12 @@ return {
   ready = {
     InnerCodec = function(codec) codec:Open() end,
     HDMIInterface = function(hdmi) hdmi:Open() end,
+    -- an output device hands out channels only once it has attributes
+    AODevice = function(dev)
+      dev:SetPubAttr({ enSamplerate = 8000, enBitwidth = 16, enWorkmode = "I2S_MASTER", enSoundmode = "MONO",
+                       u32FrmNum = 30, u32PtNumPerFrm = 320, u32ChnCnt = 2 })
+      dev:Enable()
+    end,
   },
 
   tables = {

@@ -151,14 +151,28 @@ void codec_reset() {
 
 }  // namespace sim
 
+// Opening the codec is journaled as { name = "open", n = 2, args = { path,
+// flags } } and can be made to fail with sim.fail("open", ...).
 extern "C" int tessel_dev_open(const char* path, int flags) {
     if (!path || std::strcmp(path, ACODEC_DEVICE_PATH) != 0) return open(path, flags);
-    // A real descriptor keeps numbers unique and close() ordinary.
-    int fd = open("/dev/null", O_RDWR | O_CLOEXEC);
-    if (fd >= 0) {
-        std::lock_guard<std::mutex> g(sim::codec_lock());
-        sim::codec().fds.insert(fd);
+    sim::Entry e;
+    e.name = "open";
+    e.args = {sim::Value::string(path), sim::Value::integer(flags)};
+    HI_S32 code;
+    int fd;
+    if (sim::take_fault("open", &code)) {
+        errno = ENODEV;
+        fd = -1;
+    } else {
+        // A real descriptor keeps numbers unique and close() ordinary.
+        fd = open("/dev/null", O_RDWR | (flags & O_CLOEXEC));
+        if (fd >= 0) {
+            std::lock_guard<std::mutex> g(sim::codec_lock());
+            sim::codec().fds.insert(fd);
+        }
     }
+    e.ret = sim::Value::integer(fd);
+    sim::journal_add(std::move(e));
     return fd;
 }
 

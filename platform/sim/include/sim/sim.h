@@ -61,7 +61,7 @@ const Finding& finding_kept(size_t i); // i-th kept finding, oldest first
 void findings_clear();
 
 // ---- faults -----------------------------------------------------------------
-bool known_function(const char* name);  // an exported HI_MPI_* name, or "ioctl"
+bool known_function(const char* name);  // an exported HI_MPI_* name, "open" or "ioctl" (the codec)
 void fail(const char* name, HI_S32 code, int times);
 bool take_fault(const char* name, HI_S32* code);  // consumes one pending fault
 
