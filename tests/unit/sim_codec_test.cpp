@@ -14,6 +14,8 @@ protected:
         SimTest::SetUp();
         fd = tessel_dev_open(ACODEC_DEVICE_PATH, O_RDWR);
         ASSERT_GE(fd, 0);
+        ASSERT_EQ(last().name, "open");  // opening the codec is journaled too
+        sim::journal_clear();
     }
     void TearDown() override {
         tessel_dev_close(fd);
