@@ -25,7 +25,7 @@ build = {
   variables = {
     CMAKE_BUILD_TYPE = "Release",
     CMAKE_INSTALL_PREFIX = "$(PREFIX)",
-    TESSEL_LUA_CMOD_DIR = "$(LIBDIR)",
+    TESSEL_LUA_MODULE_DIR = "$(LIBDIR)",
     TESSEL_TESTS = "OFF",
   },
 }
