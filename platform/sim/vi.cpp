@@ -3,13 +3,14 @@
 // The chip has 9 devices of 4 ways each: physical channel c belongs to
 // device c / 4 (channels 0 to 32), and channels 33 and 34 are the cascade
 // channels. A device (VIU, dev, -1) is configured (SetDevAttr) and then
-// enabled, with the system up; it is reconfigured only while disabled, and
-// disabled only once its channels are. A channel (VIU, c / 4, c) exists once
-// its attributes are set; it is enabled only on an enabled device, and then
-// feeds processing or encoding through bindings as a source. Set... calls
-// store what they accept and Get... calls answer it, or the platform's
-// defaults. Nothing here is created or destroyed: devices and channels are
-// only configured, enabled and disabled.
+// enabled, with the system up; it is reconfigured only while disabled
+// (FAILED_NOTDISABLE), and disabled only once its channels are
+// (FAILED_CHNOTDISABLE). A channel (VIU, c / 4, c) exists once its attributes
+// are set; a physical channel is enabled only on an enabled device
+// (FAILED_NOTENABLE), and then feeds processing or encoding through bindings
+// as a source. Set... calls store what they accept and Get... calls answer
+// it, or the platform's defaults. Nothing here is created or destroyed:
+// devices and channels are only configured, enabled and disabled.
 #include "stored.h"
 
 namespace sim {
@@ -74,6 +75,20 @@ HI_S32 judgeChnAttr(const VI_CHN_ATTR_S& a) {
   return rect && size && flags && rates && modes ? HI_SUCCESS : fault(ILLEGAL_PARAM);
 }
 
+// A user picture is either a picture in a buffer (a semi-planar frame with a
+// size and an address) or a background colour (24-bit RGB).
+HI_S32 judgeUserPic(const VI_USERPIC_ATTR_S& p) {
+  if (p.bPub != HI_TRUE && p.bPub != HI_FALSE) return fault(ILLEGAL_PARAM);
+  if (p.enUsrPicMode == VI_USERPIC_MODE_BGC)
+    return p.unUsrPic.stUsrPicBg.u32BgColor <= 0xFFFFFFu ? HI_SUCCESS : fault(ILLEGAL_PARAM);
+  if (p.enUsrPicMode != VI_USERPIC_MODE_PIC) return fault(ILLEGAL_PARAM);
+  const VIDEO_FRAME_S& f = p.unUsrPic.stUsrPicFrm.stVFrame;
+  bool picture = within(f.u32Width, 32, 4096) && within(f.u32Height, 32, 4096) && f.u32PhyAddr[0] != 0 &&
+                 (f.enPixelFormat == PIXEL_FORMAT_YUV_SEMIPLANAR_420 ||
+                  f.enPixelFormat == PIXEL_FORMAT_YUV_SEMIPLANAR_422);
+  return picture ? HI_SUCCESS : fault(ILLEGAL_PARAM);
+}
+
 }  // namespace
 
 namespace h {
@@ -82,7 +97,7 @@ HI_S32 HI_MPI_VI_SetDevAttr(VI_DEV dev, const VI_DEV_ATTR_S* attr) {
   Found d = device(dev);
   if (!d.o) return d.rc;
   if (!attr) return fault(NULL_PTR);
-  if (d.o->enabled) return fault(NOT_PERM);  // disable before reconfiguring
+  if (d.o->enabled) return HI_ERR_VI_FAILED_NOTDISABLE;  // disable before reconfiguring
   if (HI_S32 bad = judgeDevAttr(*attr)) return bad;
   d.o->put("DevAttr", *attr);
   return HI_SUCCESS;
@@ -104,7 +119,7 @@ HI_S32 HI_MPI_VI_EnableDev(VI_DEV dev) {
 HI_S32 HI_MPI_VI_DisableDev(VI_DEV dev) {
   Found d = device(dev);
   if (!d.o) return d.rc;
-  if (channelsEnabled(dev)) return fault(NOT_PERM);  // disable the channels first
+  if (channelsEnabled(dev)) return HI_ERR_VI_FAILED_CHNOTDISABLE;  // disable the channels first
   d.o->enabled = false;
   return HI_SUCCESS;
 }
@@ -144,7 +159,7 @@ HI_S32 HI_MPI_VI_EnableChn(VI_CHN chn) {
   if (!c.o) return c.rc;
   if (!sys_ready()) return fault(SYS_NOTREADY);
   const Object* d = find(devKey(deviceOf(chn)));
-  if (!cascade(chn) && !(d && d->enabled)) return fault(NOT_PERM);
+  if (!cascade(chn) && !(d && d->enabled)) return HI_ERR_VI_FAILED_NOTENABLE;
   c.o->enabled = true;
   return HI_SUCCESS;
 }
@@ -194,9 +209,7 @@ HI_S32 HI_MPI_VI_GetSkipMode(VI_CHN chn, VI_SKIP_MODE_E* mode) {
 }
 
 HI_S32 HI_MPI_VI_SetUserPic(VI_CHN chn, VI_USERPIC_ATTR_S* pic) {
-  return store(kMod, channel(chn), "UserPic", pic, [](const VI_USERPIC_ATTR_S& p) {
-    return p.enUsrPicMode < VI_USERPIC_MODE_BUTT ? HI_SUCCESS : fault(ILLEGAL_PARAM);
-  });
+  return store(kMod, channel(chn), "UserPic", pic, judgeUserPic);
 }
 
 // The user picture is shown instead of the capture once set and enabled.

@@ -173,12 +173,16 @@ describe("VI channel settings", function()
     assert.are.equal("4TO2", channel:GetSkipMode())
     channel:SetSkipMode("sometimes")
     assert.are.equal(3, last_call("HI_MPI_VI_SetSkipMode").args[2])
-    assert.is_true(channel:SetUserPic({ u32BgColor = 0x00FF00, bPub = true, enUsrPicMode = 0 }))
     -- the picture mode stays 0 (a picture, not a colour): the journal shows the
-    -- union as a frame whose first word holds the colour
+    -- union as a frame whose first word holds the colour, and the platform
+    -- finds no picture in it, so nothing can be shown
+    local ok, msg = channel:SetUserPic({ u32BgColor = 0x00FF00, bPub = true, enUsrPicMode = 1 })
+    assert.is_nil(ok)
+    assert.matches("^Set Usr Pic Bg fail %[@SetUserPic: line %d+ %- error=A0108003%]$", msg)
     local sent = last_call("HI_MPI_VI_SetUserPic").args[2]
-    assert.are.same({ 0, 0, 0x00FF00 }, { sent.bPub, sent.enUsrPicMode, sent.unUsrPic.stUsrPicFrm.stVFrame.u32Width })
-    assert.are.equal(0, channel:EnableUserPic())
+    assert.are.same({ 0, 0, 0x00FF00, 0 }, { sent.bPub, sent.enUsrPicMode, sent.unUsrPic.stUsrPicFrm.stVFrame.u32Width,
+                                             sent.unUsrPic.stUsrPicFrm.stVFrame.u32Height })
+    assert.are.equal(s32(0xA0108009), channel:EnableUserPic())
     assert.are.equal(0, channel:SetFrameDepth(4))
     assert.are.equal(4, channel:GetFrameDepth())
     assert.are.equal(s32(0xA0108003), channel:SetFrameDepth(9))
@@ -195,12 +199,12 @@ describe("the simulated capture unit", function()
     assert.is_true(device:ConfigMode("BT656"))
     local channel = device:GetChannel(8)
     assert.is_true(channel:SetAttr(ATTR))
-    assert.are.equal(s32(0xA0108009), channel:Enable())
+    assert.are.equal(s32(0xA0108040), channel:Enable())  -- its device is not enabled
     assert.are.equal(0, device:Enable())
     assert.are.equal(0, channel:Enable())
-    local ok, msg = device:ConfigMode("BT601")
-    assert.matches("error=A0108009%]$", msg)
-    assert.are.equal(s32(0xA0108009), device:Disable())
+    local ok, msg = device:ConfigMode("BT601")  -- the device is not disabled
+    assert.matches("error=A0108041%]$", msg)
+    assert.are.equal(s32(0xA0108042), device:Disable())  -- a channel is not disabled
     assert.is_true(channel:Query().bEnable)
     -- a capture channel feeds processing through a binding
     local group = Tessel.VPSS.CreateGroup(0, { u32MaxW = 1920, u32MaxH = 1080, enPixFmt = "YUV_SEMIPLANAR_420",
