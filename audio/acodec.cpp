@@ -1,6 +1,7 @@
 // InnerCodec, module class ACODEC and their registration.
 #include "audio/acodec.h"
 
+#include <cerrno>
 #include <cstdio>
 #include <fcntl.h>
 #include <strings.h>
@@ -55,7 +56,9 @@ int InnerCodec::Open() {
   if (m_fd >= 0) return m_fd;
   m_fd = tessel_dev_open(m_path.c_str(), O_RDWR | O_CLOEXEC);  // not inherited by child processes
   if (m_fd < 0) {
+    int cause = errno;  // writing the diagnostic line may change it
     TESSEL_DIAG("Fail to open audio codec device '" << m_path << "'!");
+    errno = cause;
     perror("error detail");
   }
   return m_fd;
@@ -105,7 +108,7 @@ int InnerCodec::SelectSource(lua_State* L) {
       lua_pushinteger(L, tessel_dev_ioctl(m_fd, ACODEC_SELECT_SOURCE, &code));
       return 1;
     }
-  TESSEL_DIAG("Invalid audio source of: " << luaL_tolstring(L, 2, nullptr));
+  TESSEL_DIAG("Invalid audio source of: " << (lua_isnone(L, 2) ? "nil" : luaL_tolstring(L, 2, nullptr)));
   lua_pushinteger(L, -1);
   return 1;
 }

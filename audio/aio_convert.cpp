@@ -125,12 +125,11 @@ void pushWorkstate(lua_State* L, const VQE_WORKSTATE_E& v) {
   else lua_pushnil(L);
 }
 
-// The corner frequency in hertz: 80, 120 or 150.
+// The corner frequency in hertz (80, 120 or 150), a number taken as it
+// stands: the platform judges the value.
 void readHpfFreq(lua_State* L, int idx, AUDIO_HPF_FREQ_E* out) {
-  lua_Integer f = lua_type(L, idx) == LUA_TNUMBER ? toInteger(L, idx) : 0;
-  if (f != AUDIO_HPF_FREQ_80 && f != AUDIO_HPF_FREQ_120 && f != AUDIO_HPF_FREQ_150)
-    convFail("Invalid audio hpf freq model");
-  *out = static_cast<AUDIO_HPF_FREQ_E>(f);
+  if (lua_type(L, idx) != LUA_TNUMBER) convFail("Invalid audio hpf freq model");
+  *out = static_cast<AUDIO_HPF_FREQ_E>(toInteger(L, idx));
 }
 void pushHpfFreq(lua_State* L, const AUDIO_HPF_FREQ_E& v) { lua_pushinteger(L, v); }
 

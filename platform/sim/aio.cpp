@@ -5,8 +5,10 @@
 // count in stereo, frames of 80 to 2048 samples) and is then enabled, with
 // the system up. A channel (AI or AO, dev, chn) is enabled only on an enabled
 // device and below the channel count its attributes enable (halved in
-// stereo); input channels feed output channels through bindings. Disabling a
-// device under enabled channels goes through and is reported as a finding.
+// stereo); resampling (to a rate other than the device's) and voice quality
+// enhancement run only on enabled channels; input channels feed output
+// channels through bindings. Disabling a device under enabled channels goes
+// through and is reported as a finding.
 // Set... calls store what they accept and Get... calls answer it, or the
 // platform's defaults.
 #include <string>
@@ -134,10 +136,18 @@ HI_S32 setTrackMode(int mod, AUDIO_DEV dev, AUDIO_TRACK_MODE_E mode) {
                [mod](AUDIO_TRACK_MODE_E m) { return m < AUDIO_TRACK_BUTT ? HI_SUCCESS : fault(mod, ILLEGAL_PARAM); });
 }
 
+// The device's sample rate; 0 when it has no attributes.
+int deviceRate(int mod, AUDIO_DEV dev) {
+  AIO_ATTR_S a{};
+  const Object* d = find(devKey(mod, dev));
+  return d && d->get("PubAttr", &a) ? static_cast<int>(a.enSamplerate) : 0;
+}
+
+// Resampling converts between the device's rate and another one.
 HI_S32 enableReSmp(int mod, AUDIO_DEV dev, int chn, AUDIO_SAMPLE_RATE_E rate) {
   Found c = enabledChannel(mod, dev, chn);
   if (!c.o) return c.rc;
-  if (!sampleRate(rate)) return fault(mod, ILLEGAL_PARAM);
+  if (!sampleRate(rate) || static_cast<int>(rate) == deviceRate(mod, dev)) return fault(mod, ILLEGAL_PARAM);
   c.o->values["resample"] = rate;
   return HI_SUCCESS;
 }
@@ -193,13 +203,17 @@ HI_S32 HI_MPI_AI_EnableReSmp(AUDIO_DEV dev, AI_CHN chn, AUDIO_SAMPLE_RATE_E rate
 
 HI_S32 HI_MPI_AI_DisableReSmp(AUDIO_DEV dev, AI_CHN chn) { return disableReSmp(HI_ID_AI, dev, chn); }
 
-// The echo reference must be an output channel of the same numbers or none.
+// On an enabled channel whose enhancement is off: the enhancement works at
+// 8 or 16 kHz on frames of 80 to 4096 samples; an open high-pass filter
+// needs one of its corner frequencies.
 HI_S32 HI_MPI_AI_SetVqeAttr(AUDIO_DEV dev, AI_CHN chn, AUDIO_DEV aoDev, AO_CHN aoChn, AI_VQE_CONFIG_S* cfg) {
-  Found c = channel(HI_ID_AI, dev, chn);
+  Found c = enabledChannel(HI_ID_AI, dev, chn);
   if (c.o && c.o->values.count("vqe")) return fault(HI_ID_AI, NOT_PERM);  // disable it first
   return store(HI_ID_AI, c, "VqeAttr", cfg, [](const AI_VQE_CONFIG_S& v) {
-    bool ok = v.enWorkstate <= VQE_WORKSTATE_NOISY &&
-              (v.s32WorkSampleRate == 0 || v.s32WorkSampleRate == 8000 || v.s32WorkSampleRate == 16000);
+    const int freq = v.stHpfCfg.enHpfFreq;
+    bool ok = within(v.enWorkstate, VQE_WORKSTATE_COMMON, VQE_WORKSTATE_NOISY) &&
+              (v.s32WorkSampleRate == 8000 || v.s32WorkSampleRate == 16000) && within(v.s32FrameSample, 80, 4096) &&
+              (!v.bHpfOpen || freq == AUDIO_HPF_FREQ_80 || freq == AUDIO_HPF_FREQ_120 || freq == AUDIO_HPF_FREQ_150);
     return ok ? HI_SUCCESS : fault(HI_ID_AI, ILLEGAL_PARAM);
   });
 }

@@ -59,15 +59,15 @@ describe("InnerCodec requests", function()
       local codec = Tessel.ACODEC.CreateInnerCodec()
       codec:Open()
       print(codec:SetInputVolume(81), codec:SetInputVolume(-79), codec:SetOutputVolume(7),
-            codec:SelectSource("HDMI"), codec:SetSampleRate(96000))
+            codec:SelectSource("HDMI"), codec:SelectSource(), codec:SetSampleRate(96000))
     ]])
-    assert.are.equal("-1\t-1\t-1\t-1\t-1\n", out)
+    assert.are.equal("-1\t-1\t-1\t-1\t-1\t-1\n", out)
     local messages = {}
     for _, d in ipairs(support.diagnostics(err)) do messages[#messages + 1] = d.message end
     assert.are.same({ "Input volume gain out of range: 81, valid is [-78,80]",
                       "Input volume gain out of range: -79, valid is [-78,80]",
                       "Output volume gain out of range: 7, valid is [-121,6]", "Invalid audio source of: HDMI",
-                      "Not support sample rate of: 96000" }, messages)
+                      "Invalid audio source of: nil", "Not support sample rate of: 96000" }, messages)
     assert.are.same({ -78, 6 }, { codec:GetInputVolume(), codec:GetOutputVolume() })
     sim.fail("ioctl", -1)
     assert.are.equal(65535, codec:GetInputVolume())
@@ -131,6 +131,21 @@ describe("InnerCodec lifetime", function()
     assert.matches("error detail: No such file or directory", err, 1, true)
   end)
 
+  it("closes its own descriptor when collected, and only its own", function()
+    sim.reset()
+    local function alive(fd) local f = io.open("/proc/self/fd/" .. fd) if f then f:close() end return f ~= nil end
+    local kept, dropped = ACODEC.CreateInnerCodec(), ACODEC.CreateInnerCodec()
+    local keptFd, droppedFd = kept:Open(), dropped:Open()
+    assert.are_not.equal(keptFd, droppedFd)  -- each object opens the device itself
+    dropped = nil
+    collectgarbage()
+    collectgarbage()
+    assert.are.same({ true, false }, { alive(keptFd), alive(droppedFd) })
+    assert.are.equal(0, kept:SetInputVolume(3))
+    kept:Close()
+    assert.is_false(alive(keptFd))
+  end)
+
   it("opens the device so that child processes do not inherit it, and reports a refused open", function()
     sim.reset()
     local codec = ACODEC.CreateInnerCodec()
@@ -146,5 +161,6 @@ describe("InnerCodec lifetime", function()
     ]])
     assert.are.equal("-1\n", out)
     assert.matches("Fail to open audio codec device '/dev/acodec'!", err, 1, true)
+    assert.matches("error detail: No such device", err, 1, true)
   end)
 end)

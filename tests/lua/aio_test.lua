@@ -55,6 +55,20 @@ describe("audio devices and channels", function()
     assert.is_true(output:SetPubAttr(attrs({ u32ChnCnt = 4 })))
     assert.are.equal(22, output:GetChannel(3).MODID)
   end)
+
+  it("keep the enabled-channel count per object, written only by accepted attributes", function()
+    local output = AO.GetDevice(0)
+    assert.is_true(output:SetPubAttr(attrs({ u32ChnCnt = 4 })))
+    local again = AO.GetDevice(0)  -- the same device, another object
+    assert.are.same({ 4, 0 }, { output.MaxEnabledChannels, again.MaxEnabledChannels })
+    assert.is_nil(again:GetChannel(0))
+    sim.fail("HI_MPI_AO_SetPubAttr", 1)
+    local ok, msg = output:SetPubAttr(attrs({ u32ChnCnt = 8 }))
+    assert.matches("^Set device pub attributes fail %[@SetPubAttr: line %d+ %- error=00000001%]$", msg)
+    assert.is_nil(output:SetPubAttr(attrs({ enSamplerate = 1 })))
+    assert.are.equal(4, output.MaxEnabledChannels)
+    assert.are.equal(0, #support.calls_named("HI_MPI_AO_GetPubAttr"))  -- counted without asking the platform
+  end)
 end)
 
 describe("audio attribute tables", function()
@@ -98,6 +112,31 @@ describe("audio attribute tables", function()
     assert.are.equal(0, #sim.calls())
   end)
 
+  it("name every I/O mode, track mode and VQE work state both ways", function()
+    for value, name in ipairs({ "I2S_MASTER", "I2S_SLAVE", "PCM_SLAVE_STD", "PCM_SLAVE_NSTD", "PCM_MASTER_STD",
+                                "PCM_MASTER_NSTD" }) do
+      assert.are.equal(value - 1, sent({ enWorkmode = name:lower() }).enWorkmode)
+      assert.are.equal(name, dev:GetPubAttr().enWorkmode)
+    end
+    assert.are.equal(0, sent({ enWorkmode = 0 }).enWorkmode)  -- a number is the platform's value
+    assert.is_true(dev:Enable() == 0)
+    for value, name in ipairs({ "NORMAL", "BOTH_LEFT", "BOTH_RIGHT", "EXCHANGE", "MIX", "LEFT_MUTE", "RIGHT_MUTE",
+                                "BOTH_MUTE" }) do
+      assert.is_true(dev:SetTrackMode(name))
+      assert.are.equal(value - 1, last_call("HI_MPI_AI_SetTrackMode").args[2])
+      assert.are.equal(name, dev:GetTrackMode())
+    end
+    local ok, msg = dev:SetTrackMode("MUTE")  -- second spellings are listed, not accepted
+    assert.matches("^Invalid audio track mode %[@SetTrackMode: line %d+%]$", msg)
+    local chn = dev:GetChannel(0)
+    assert.are.equal(0, chn:Enable())
+    for value, name in ipairs({ "COMMON", "MUSIC", "NOISY" }) do
+      assert.is_true(chn:SetVqeAttr({ s32WorkSampleRate = 8000, s32FrameSample = 160, enWorkstate = name }))
+      assert.are.equal(value - 1, last_call("HI_MPI_AI_SetVqeAttr").args[5].enWorkstate)
+      assert.are.equal(value - 1, chn:GetVqeAttr().enWorkstate)
+    end
+  end)
+
   it("read back names and numbers, and answer a failed read with its message alone", function()
     assert.is_true(dev:SetPubAttr(attrs({ enSoundmode = "stereo" })))
     local back = dev:GetPubAttr()
@@ -134,13 +173,19 @@ describe("audio input channels", function()
       { { enWorkstate = "quiet" }, "Invalid audio vqe workstate mode" },
       { { enWorkstate = "COMMON", stHpfCfg = { bUsrMode = "on" } }, "Invalid audio vqe workstate mode" },
       { { enWorkstate = "COMMON", stAgcCfg = { bUsrMode = {} } }, "Invalid audio agc config mode" },
-      { { enWorkstate = "COMMON", stHpfCfg = { enHpfFreq = 100 } }, "Invalid audio hpf freq model" },
+      { { enWorkstate = "COMMON", stHpfCfg = { enHpfFreq = "80" } }, "Invalid audio hpf freq model" },
       { {}, "Invalid audio vqe workstate mode" },
+      { 3, "AI_VQE_CONFIG_S must be a table for structure convension" },
     }) do
       local ok, msg = chn:SetVqeAttr(case[1])
       assert.is_nil(ok)
       assert.are.equal(case[2] .. " [@SetVqeAttr: line", msg:match("^(.- %[@SetVqeAttr: line)"))
     end
+    -- a corner frequency is passed as it stands, for the platform to judge
+    local ok, msg = chn:SetVqeAttr({ bHpfOpen = 1, s32WorkSampleRate = 8000, s32FrameSample = 320,
+                                     enWorkstate = "COMMON", stHpfCfg = { enHpfFreq = 100 } })
+    assert.matches("^%*+ Set Vqe Attr fail %[@SetVqeAttr: line %d+ %- error=A0158003%]$", msg)
+    assert.are.equal(100, last_call("HI_MPI_AI_SetVqeAttr").args[5].stHpfCfg.enHpfFreq)
   end)
 
   it("report VQE switches alike, with the message alone", function()
@@ -236,6 +281,21 @@ describe("the simulated audio devices", function()
     assert.are.equal(s32(0xA0158002), dev:GetChannel(2):Enable())  -- beyond the channel count
     local ok, msg = dev:SetPubAttr(attrs())
     assert.matches("error=A0158009%]$", msg)  -- enabled: no new attributes
+    -- resampling to another rate than the device's, on an enabled channel; VQE volumes of -20 to 10 dB
+    assert.are.same({ s32(0xA0158003), 0 }, { chn:EnableReSmp(8000), chn:EnableReSmp(16000) })
+    assert.are.same({ s32(0xA0158009), s32(0xA0158003) },
+                    { dev:GetChannel(1):EnableReSmp(16000), chn:SetVeqVolume(11) })
+    local vqe = { s32WorkSampleRate = 8000, s32FrameSample = 320, enWorkstate = "COMMON" }
+    local second = dev:GetChannel(1)
+    assert.are.same({ 0, 0 }, { second:Enable(), second:Disable() })
+    ok, msg = second:SetVqeAttr(vqe)  -- a channel that is no longer enabled
+    assert.matches("error=A0158009%]$", msg)
+    for _, bad in ipairs({ { s32WorkSampleRate = 48000 }, { s32FrameSample = 40 } }) do
+      local t = {}
+      for k, v in pairs(vqe) do t[k] = bad[k] or v end
+      ok, msg = chn:SetVqeAttr(t)
+      assert.matches("error=A0158003%]$", msg)
+    end
     local _, out = running(AO)
     assert.is_true(Tessel.SYS.Bind(chn, out))
     assert.matches('"21_0_0" -> "22_0_0"', sim.dot(), 1, true)

@@ -6,6 +6,12 @@
 --   ready   per class, run on each object made for a round (open a device)
 -- A module without seeds is still fuzzed; its objects just own nothing.
 
+local function audioDevice(dev)
+  dev:SetPubAttr({ enSamplerate = 8000, enBitwidth = 16, enWorkmode = "I2S_MASTER", enSoundmode = "MONO",
+                   u32FrmNum = 30, u32PtNumPerFrm = 320, u32ChnCnt = 2 })
+  dev:Enable()
+end
+
 local function picture(kind, width, height)
   return { type = kind, attr = { u32MaxPicWidth = width, u32MaxPicHeight = height,
                                  u32BufSize = width * height * 3 // 2, u32Profile = 1, bByFrame = true,
@@ -31,12 +37,12 @@ return {
   ready = {
     InnerCodec = function(codec) codec:Open() end,
     HDMIInterface = function(hdmi) hdmi:Open() end,
-    -- an output device hands out channels only once it has attributes
-    AODevice = function(dev)
-      dev:SetPubAttr({ enSamplerate = 8000, enBitwidth = 16, enWorkmode = "I2S_MASTER", enSoundmode = "MONO",
-                       u32FrmNum = 30, u32PtNumPerFrm = 320, u32ChnCnt = 2 })
-      dev:Enable()
-    end,
+    -- audio devices hand out channels only once they have attributes, and
+    -- resampling and voice enhancement need enabled channels
+    AIDevice = audioDevice,
+    AODevice = audioDevice,
+    AIChannel = function(chn) chn:Enable() end,
+    AOChannel = function(chn) chn:Enable() end,
   },
 
   tables = {
@@ -60,7 +66,8 @@ return {
       attr = { enMode = "FRAME", enJpegFormat = "YCBCR420" } },
     { s32DisplayFrameNum = 2, enVideoFormat = "TILE", enCompressMode = "NONE" },
     { type = "H264", param = { s32MaxSliceNum = 16, s32MaxSpsNum = 2, s32MaxPpsNum = 2 } },
-    -- capture channel attributes, a user picture colour
+    -- capture channel attributes, a user picture colour (refused: the picture mode the
+    -- module sends needs a frame), as a hostile table
     { stCapRect = { s32X = 0, s32Y = 0, u32Width = 1920, u32Height = 1080 },
       stDestSize = { u32Width = 1280, u32Height = 720 }, enCapSel = "BOTH", enScanMode = "PROGRESSIVE",
       enPixFormat = "YUV_SEMIPLANAR_420", bMirror = false, bFlip = false, s32SrcFrameRate = 30,
