@@ -1,20 +1,24 @@
 // Display devices, video layers, output channels and write-back as the
-// platform has them.
+// platform has them, refused with the display's own codes.
 //
 // A device (kVoDevices, dev, -1) takes its public attributes while disabled
-// and is then enabled, with the system up. A layer (VOU, layer, -1) shows on
-// its own device (device d has layer d below 2, d + 1 from there; the
-// picture-in-picture layer 2 on the HD device it is bound to); it takes its
-// attributes and is enabled only while that device is enabled. A channel
-// (VOU, layer, chn) exists once its attributes are set, within its layer's
-// picture; it is enabled only on an enabled layer, and then takes frames
+// and is then enabled, with the system up. Timings go out on the interfaces
+// that carry them: standard definition on CVBS and BT.656 only, and those
+// two carry nothing else; VGA carries no interlaced timing; a user timing
+// has a picture. A layer (VOU, layer, -1) shows on its own device (device d
+// has layer d below 2, d + 1 from there; the picture-in-picture layer 2 on
+// the one HD device it is bound to); it takes its attributes while that
+// device is enabled and the layer is not, within the device's screen, and
+// is enabled only on an enabled device. A channel (VOU, layer, chn) exists
+// once its attributes are set, within its layer's picture, on an enabled
+// layer; it is enabled only on an enabled layer, and then takes frames
 // through bindings as a destination. A device is disabled only once its
 // layers are; disabling a layer under enabled channels goes through and is
-// reported as a finding (the board keeps showing stale pictures). Timings go
-// out on the interfaces that carry them (standard definition on CVBS and
-// BT.656 only). Write-back takes a source and attributes, then is enabled
-// while its source shows. Set... calls store what they
-// accept and Get... calls answer it, or the platform's defaults.
+// reported as a finding (the board keeps showing stale pictures).
+// Write-back takes a source and attributes, then is enabled while its source
+// shows; it is a binding source at (VOU, 0, 0), and disabling it under its
+// destinations is reported. Set... calls store what they accept and Get...
+// calls answer it, or the platform's defaults.
 #include "stored.h"
 
 namespace sim {
@@ -23,6 +27,7 @@ namespace {
 constexpr int kMod = HI_ID_VOU;
 constexpr int kPipLayer = 2;
 const Key kWbc{kMod, -1, 0};
+const Key kWbcOutput{kMod, 0, 0};  // the write-back as a binding source
 
 HI_S32 fault(int reason) { return err(kMod, reason); }
 
@@ -39,7 +44,7 @@ int ownDevice(VO_LAYER layer) {
 // A binding reaches an output channel whose attributes are set, or the
 // write-back output while it is enabled.
 const bool g_endpoint = (on_endpoint(kMod, [](Key k) {
-  if (k.dev == 0 && k.chn == 0) {
+  if (k == kWbcOutput) {
     const Object* w = find(kWbc);
     if (w && w->enabled) return true;
   }
@@ -52,22 +57,22 @@ Found device(VO_DEV dev) {
 }
 
 Found layer(VO_LAYER layer) {
-  if (layer < 0 || layer >= VO_MAX_LAYER_NUM) return missing(fault(INVALID_DEVID));
+  if (layer < 0 || layer >= VO_MAX_LAYER_NUM) return missing(HI_ERR_VO_INVALID_LAYERID);
   return {&obtain(layerKey(layer)), HI_SUCCESS};
 }
 
 // A channel that exists (its attributes are set).
 Found channel(VO_LAYER l, VO_CHN chn) {
-  if (l < 0 || l >= VO_MAX_LAYER_NUM) return missing(fault(INVALID_DEVID));
+  if (l < 0 || l >= VO_MAX_LAYER_NUM) return missing(HI_ERR_VO_INVALID_LAYERID);
   if (chn < 0 || chn >= VO_MAX_CHN_NUM) return missing(fault(INVALID_CHNID));
   Object* o = find(chnKey(l, chn));
-  return {o, o ? HI_SUCCESS : fault(NOT_CONFIG)};
+  return {o, o ? HI_SUCCESS : HI_ERR_VO_CHN_NOT_CONFIG};
 }
 
 // A channel that exists and is enabled, for the playback controls.
 Found shown(VO_LAYER l, VO_CHN chn) {
   Found c = channel(l, chn);
-  if (c.o && !c.o->enabled) return missing(fault(NOT_PERM));
+  if (c.o && !c.o->enabled) return missing(HI_ERR_VO_CHN_NOT_ENABLE);
   return c;
 }
 
@@ -83,6 +88,20 @@ bool deviceEnabled(int dev) {
   return d && d->enabled;
 }
 
+bool layerEnabled(VO_LAYER l) {
+  const Object* o = find(layerKey(l));
+  return o && o->enabled;
+}
+
+// Why a layer cannot change now: it shows on no device, its device is off,
+// or it is enabled itself.
+HI_S32 layerSettable(VO_LAYER l) {
+  int dev = deviceOf(l);
+  if (dev < 0) return HI_ERR_VO_VIDEO_NOT_BINDED;
+  if (!deviceEnabled(dev)) return HI_ERR_VO_DEV_NOT_ENABLE;
+  return layerEnabled(l) ? HI_ERR_VO_VIDEO_NOT_DISABLE : HI_SUCCESS;
+}
+
 // The interfaces each kind of device drives.
 HI_U32 interfacesOf(VO_DEV dev) {
   if (dev < 2) return VO_INTF_HDMI | VO_INTF_VGA | VO_INTF_BT1120 | VO_INTF_BT656 | VO_INTF_YPBPR | VO_INTF_LCD;
@@ -90,37 +109,64 @@ HI_U32 interfacesOf(VO_DEV dev) {
   return 0xFFFFFFFFu;  // virtual and cascade devices drive no connector
 }
 
-// Standard-definition timings go out on CVBS and BT.656; CVBS carries
-// nothing else.
+struct Screen {
+  HI_U32 width, height;
+  bool interlaced;
+};
+
+// The picture of each named timing, in the timings' order.
+const Screen kScreens[VO_OUTPUT_USER] = {
+    {720, 576, true},    {720, 480, true},    {960, 576, true},    {960, 480, true},    {1920, 1080, false},
+    {1920, 1080, false}, {1920, 1080, false}, {1280, 720, false},  {1280, 720, false},  {1920, 1080, true},
+    {1920, 1080, true},  {1920, 1080, false}, {1920, 1080, false}, {720, 576, false},   {720, 480, false},
+    {640, 480, false},   {800, 600, false},   {1024, 768, false},  {1280, 1024, false}, {1366, 768, false},
+    {1440, 900, false},  {1280, 800, false},  {1680, 1050, false}, {1920, 2160, false}, {1600, 1200, false},
+    {1920, 1200, false}, {2560, 1440, false}, {2560, 1440, false}, {2560, 1600, false}, {3840, 2160, false},
+    {3840, 2160, false}, {3840, 2160, false}, {3840, 2160, false},
+};
+
+// A user timing's picture: its active area, both fields of an interlaced one.
+Screen screenOf(const VO_PUB_ATTR_S& a) {
+  if (a.enIntfSync != VO_OUTPUT_USER) return kScreens[a.enIntfSync];
+  const VO_SYNC_INFO_S& s = a.stSyncInfo;
+  bool interlaced = !s.bIop;
+  return {s.u16Hact, static_cast<HI_U32>(s.u16Vact) * (interlaced ? 2 : 1), interlaced};
+}
+
 bool standardDefinition(VO_INTF_SYNC_E s) { return s <= VO_OUTPUT_960H_NTSC; }
 
 HI_S32 judgePubAttr(VO_DEV dev, const VO_PUB_ATTR_S& a) {
   HI_U32 intf = static_cast<HI_U32>(a.enIntfType);
-  if (intf == 0 || a.enIntfSync >= VO_OUTPUT_BUTT) return fault(ILLEGAL_PARAM);
+  if (intf == 0 || a.enIntfSync < 0 || a.enIntfSync >= VO_OUTPUT_BUTT) return fault(ILLEGAL_PARAM);
   if (intf & ~interfacesOf(dev)) return fault(NOT_SUPPORT);
+  const HI_U32 sdOnly = VO_INTF_CVBS | VO_INTF_BT656;
   bool sd = standardDefinition(a.enIntfSync);
-  if ((intf & VO_INTF_CVBS) && !sd) return fault(NOT_SUPPORT);
-  if (sd && (intf & ~(VO_INTF_CVBS | VO_INTF_BT656))) return fault(NOT_SUPPORT);
-  return HI_SUCCESS;
+  if ((intf & sdOnly) && !sd) return fault(NOT_SUPPORT);
+  if (sd && (intf & ~sdOnly)) return fault(NOT_SUPPORT);
+  Screen screen = screenOf(a);
+  if ((intf & VO_INTF_VGA) && screen.interlaced) return fault(NOT_SUPPORT);
+  return screen.width && screen.height ? HI_SUCCESS : fault(ILLEGAL_PARAM);
 }
 
 bool semiplanar(PIXEL_FORMAT_E f) {
   return f == PIXEL_FORMAT_YUV_SEMIPLANAR_420 || f == PIXEL_FORMAT_YUV_SEMIPLANAR_422;
 }
 
-HI_S32 judgeLayerAttr(const VO_VIDEO_LAYER_ATTR_S& a) {
+// A layer's display rectangle lies on its device's screen.
+HI_S32 judgeLayerAttr(const VO_VIDEO_LAYER_ATTR_S& a, const Screen& screen) {
   const RECT_S& r = a.stDispRect;
   bool rect = r.s32X >= 0 && r.s32Y >= 0 && within(r.u32Width, 32, 4096) && within(r.u32Height, 32, 4096);
+  bool onScreen = rect && r.s32X + r.u32Width <= screen.width && r.s32Y + r.u32Height <= screen.height;
   bool image = within(a.stImageSize.u32Width, 32, 4096) && within(a.stImageSize.u32Height, 32, 4096);
   bool flags = (a.bDoubleFrame == HI_TRUE || a.bDoubleFrame == HI_FALSE) &&
                (a.bClusterMode == HI_TRUE || a.bClusterMode == HI_FALSE);
   if (!semiplanar(a.enPixFormat)) return fault(NOT_SUPPORT);
-  return rect && image && flags && within(a.u32DispFrmRt, 1, 240) ? HI_SUCCESS : fault(ILLEGAL_PARAM);
+  return onScreen && image && flags && within(a.u32DispFrmRt, 1, 240) ? HI_SUCCESS : fault(ILLEGAL_PARAM);
 }
 
 // The write-back unit.
 Found wbc(VO_WBC id) {
-  if (id < 0 || id >= VO_MAX_WBC_NUM) return missing(fault(INVALID_DEVID));
+  if (id < 0 || id >= VO_MAX_WBC_NUM) return missing(HI_ERR_VO_INVALID_WBCID);
   return {&obtain(kWbc), HI_SUCCESS};
 }
 
@@ -140,21 +186,24 @@ HI_S32 HI_MPI_VO_SetPubAttr(VO_DEV dev, const VO_PUB_ATTR_S* attr) {
   Found d = device(dev);
   if (!d.o) return d.rc;
   if (!attr) return fault(NULL_PTR);
-  if (d.o->enabled) return fault(NOT_PERM);  // disable before changing the timing
+  if (d.o->enabled) return HI_ERR_VO_DEV_HAS_ENABLED;  // disable before changing the timing
   if (HI_S32 bad = judgePubAttr(dev, *attr)) return bad;
   d.o->put("PubAttr", *attr);
   return HI_SUCCESS;
 }
 
 HI_S32 HI_MPI_VO_GetPubAttr(VO_DEV dev, VO_PUB_ATTR_S* attr) {
-  return loadConfigured(kMod, device(dev), "PubAttr", attr);
+  Found d = device(dev);
+  if (!d.o) return d.rc;
+  if (!attr) return fault(NULL_PTR);
+  return d.o->get("PubAttr", attr) ? HI_SUCCESS : HI_ERR_VO_DEV_NOT_CONFIG;
 }
 
 HI_S32 HI_MPI_VO_Enable(VO_DEV dev) {
   Found d = device(dev);
   if (!d.o) return d.rc;
   if (!sys_ready()) return fault(SYS_NOTREADY);
-  if (!d.o->has("PubAttr")) return fault(NOT_CONFIG);
+  if (!d.o->has("PubAttr")) return HI_ERR_VO_DEV_NOT_CONFIG;
   d.o->enabled = true;
   return HI_SUCCESS;
 }
@@ -165,7 +214,7 @@ HI_S32 HI_MPI_VO_Disable(VO_DEV dev) {
   if (!d.o) return d.rc;
   for (int l = 0; l < VO_MAX_LAYER_NUM; ++l) {
     const Object* o = find(layerKey(l));
-    if (o && o->enabled && deviceOf(l) == dev) return fault(NOT_PERM);
+    if (o && o->enabled && deviceOf(l) == dev) return HI_ERR_VO_VIDEO_NOT_DISABLE;
   }
   d.o->enabled = false;
   return HI_SUCCESS;
@@ -193,10 +242,11 @@ HI_S32 HI_MPI_VO_BindVideoLayer(VO_LAYER l, VO_DEV dev) {
   Found o = layer(l);
   if (!o.o) return o.rc;
   if (dev < 0 || dev >= VO_MAX_DEV_NUM) return fault(INVALID_DEVID);
-  if (o.o->enabled) return fault(NOT_PERM);
+  if (o.o->enabled) return HI_ERR_VO_VIDEO_NOT_DISABLE;
   // Only the picture-in-picture layer moves, and only onto an HD device.
   if (l == kPipLayer ? dev >= 2 : dev != ownDevice(l)) return fault(NOT_SUPPORT);
-  if (l == kPipLayer && o.o->values.count("device") && o.o->values["device"] != dev) return fault(EXIST);
+  if (l == kPipLayer && o.o->values.count("device") && o.o->values["device"] != dev)
+    return HI_ERR_VO_VIDEO_HAS_BINDED;
   o.o->values["device"] = dev;
   return HI_SUCCESS;
 }
@@ -205,29 +255,40 @@ HI_S32 HI_MPI_VO_UnBindVideoLayer(VO_LAYER l, VO_DEV dev) {
   Found o = layer(l);
   if (!o.o) return o.rc;
   if (dev < 0 || dev >= VO_MAX_DEV_NUM) return fault(INVALID_DEVID);
-  if (o.o->enabled) return fault(NOT_PERM);
-  if (deviceOf(l) != dev) return fault(NOT_CONFIG);  // not bound there
+  if (o.o->enabled) return HI_ERR_VO_VIDEO_NOT_DISABLE;
+  if (deviceOf(l) != dev) return HI_ERR_VO_VIDEO_NOT_BINDED;
   if (l == kPipLayer) o.o->values.erase("device");
   return HI_SUCCESS;
 }
 
-// A layer takes attributes while its device shows.
+// A layer takes attributes while its device shows and it does not, within
+// the device's screen.
 HI_S32 HI_MPI_VO_SetVideoLayerAttr(VO_LAYER l, const VO_VIDEO_LAYER_ATTR_S* attr) {
   Found o = layer(l);
-  if (o.o && !deviceEnabled(deviceOf(l))) return fault(NOT_PERM);
-  return store(kMod, o, "LayerAttr", attr, judgeLayerAttr);
+  if (!o.o) return o.rc;
+  if (!attr) return fault(NULL_PTR);
+  if (HI_S32 rc = layerSettable(l)) return rc;
+  VO_PUB_ATTR_S pub{};
+  find(devKey(deviceOf(l)))->get("PubAttr", &pub);  // an enabled device has its timing
+  if (HI_S32 bad = judgeLayerAttr(*attr, screenOf(pub))) return bad;
+  o.o->put("LayerAttr", *attr);
+  return HI_SUCCESS;
 }
 
 HI_S32 HI_MPI_VO_GetVideoLayerAttr(VO_LAYER l, VO_VIDEO_LAYER_ATTR_S* attr) {
-  return loadConfigured(kMod, layer(l), "LayerAttr", attr);
+  Found o = layer(l);
+  if (!o.o) return o.rc;
+  if (!attr) return fault(NULL_PTR);
+  return o.o->get("LayerAttr", attr) ? HI_SUCCESS : HI_ERR_VO_VIDEO_NOT_CONFIG;
 }
 
 HI_S32 HI_MPI_VO_EnableVideoLayer(VO_LAYER l) {
   Found o = layer(l);
   if (!o.o) return o.rc;
-  if (!o.o->has("LayerAttr")) return fault(NOT_CONFIG);
+  if (!o.o->has("LayerAttr")) return HI_ERR_VO_VIDEO_NOT_CONFIG;
   int dev = deviceOf(l);
-  if (!deviceEnabled(dev)) return fault(NOT_PERM);
+  if (dev < 0) return HI_ERR_VO_VIDEO_NOT_BINDED;
+  if (!deviceEnabled(dev)) return HI_ERR_VO_DEV_NOT_ENABLE;
   o.o->enabled = true;
   o.o->hasParent = true;
   o.o->parent = devKey(dev);
@@ -272,10 +333,11 @@ HI_S32 HI_MPI_VO_GetVideoLayerPartitionMode(VO_LAYER l, VO_PART_MODE_E* mode) {
   return load(kMod, layer(l), "PartMode", mode, VO_PART_MODE_SINGLE);
 }
 
-// Changes between Begin and End take effect together; End needs a Begin.
+// Changes between Begin and End take effect together: one Begin, then its End.
 HI_S32 HI_MPI_VO_SetAttrBegin(VO_LAYER l) {
   Found o = layer(l);
   if (!o.o) return o.rc;
+  if (o.o->values.count("batch")) return HI_ERR_VO_SETBEGIN_ALREADY;
   o.o->values["batch"] = 1;
   return HI_SUCCESS;
 }
@@ -283,7 +345,7 @@ HI_S32 HI_MPI_VO_SetAttrBegin(VO_LAYER l) {
 HI_S32 HI_MPI_VO_SetAttrEnd(VO_LAYER l) {
   Found o = layer(l);
   if (!o.o) return o.rc;
-  return o.o->values.erase("batch") ? HI_SUCCESS : fault(NOT_PERM);
+  return o.o->values.erase("batch") ? HI_SUCCESS : HI_ERR_VO_SETBEGIN_NOTYET;
 }
 
 HI_S32 HI_MPI_VO_SetPlayToleration(VO_LAYER l, HI_U32 ms) {
@@ -306,14 +368,15 @@ HI_S32 HI_MPI_VO_GetDispBufLen(VO_LAYER l, HI_U32* length) {
 
 // ---- channels -----------------------------------------------------------------
 
-// A channel's window lies within its layer's picture.
+// A channel is set up on an enabled layer, its window within the layer's
+// picture.
 HI_S32 HI_MPI_VO_SetChnAttr(VO_LAYER l, VO_CHN chn, const VO_CHN_ATTR_S* attr) {
   Found o = layer(l);
   if (!o.o) return o.rc;
   if (chn < 0 || chn >= VO_MAX_CHN_NUM) return fault(INVALID_CHNID);
   if (!attr) return fault(NULL_PTR);
   VO_VIDEO_LAYER_ATTR_S layerAttr;
-  if (!o.o->get("LayerAttr", &layerAttr)) return fault(NOT_CONFIG);
+  if (!o.o->enabled || !o.o->get("LayerAttr", &layerAttr)) return HI_ERR_VO_VIDEO_NOT_ENABLE;
   const RECT_S& r = attr->stRect;
   bool fits = r.s32X >= 0 && r.s32Y >= 0 && r.u32Width >= VO_MIN_CHN_WIDTH && r.u32Height >= VO_MIN_CHN_HEIGHT &&
               r.s32X + r.u32Width <= layerAttr.stImageSize.u32Width &&
@@ -331,15 +394,14 @@ HI_S32 HI_MPI_VO_GetChnAttr(VO_LAYER l, VO_CHN chn, VO_CHN_ATTR_S* attr) {
 HI_S32 HI_MPI_VO_EnableChn(VO_LAYER l, VO_CHN chn) {
   Found c = channel(l, chn);
   if (!c.o) return c.rc;
-  const Object* o = find(layerKey(l));
-  if (!(o && o->enabled)) return fault(NOT_PERM);
+  if (!layerEnabled(l)) return HI_ERR_VO_VIDEO_NOT_ENABLE;
   c.o->enabled = true;
   return HI_SUCCESS;
 }
 
 // Disabling a channel that was never set up is no error.
 HI_S32 HI_MPI_VO_DisableChn(VO_LAYER l, VO_CHN chn) {
-  if (l < 0 || l >= VO_MAX_LAYER_NUM) return fault(INVALID_DEVID);
+  if (l < 0 || l >= VO_MAX_LAYER_NUM) return HI_ERR_VO_INVALID_LAYERID;
   if (chn < 0 || chn >= VO_MAX_CHN_NUM) return fault(INVALID_CHNID);
   if (Object* o = find(chnKey(l, chn))) {
     o->enabled = false;
@@ -496,7 +558,7 @@ HI_S32 HI_MPI_VO_SetWbcSource(VO_WBC id, const VO_WBC_SOURCE_S* source) {
   Found w = wbc(id);
   if (!w.o) return w.rc;
   if (!source) return fault(NULL_PTR);
-  if (w.o->enabled) return fault(NOT_PERM);
+  if (w.o->enabled) return HI_ERR_VO_WBC_NOT_DISABLE;
   bool ok = (source->enSourceType == VO_WBC_SOURCE_DEV && source->u32SourceId < 2) ||
             (source->enSourceType == VO_WBC_SOURCE_VIDEO && source->u32SourceId < VO_MAX_LAYER_NUM);
   if (source->enSourceType == VO_WBC_SOURCE_GRAPHIC) return fault(NOT_SUPPORT);
@@ -506,7 +568,10 @@ HI_S32 HI_MPI_VO_SetWbcSource(VO_WBC id, const VO_WBC_SOURCE_S* source) {
 }
 
 HI_S32 HI_MPI_VO_GetWbcSource(VO_WBC id, VO_WBC_SOURCE_S* source) {
-  return loadConfigured(kMod, wbc(id), "Source", source);
+  Found w = wbc(id);
+  if (!w.o) return w.rc;
+  if (!source) return fault(NULL_PTR);
+  return w.o->get("Source", source) ? HI_SUCCESS : HI_ERR_VO_WBC_NOT_CONFIG;
 }
 
 HI_S32 HI_MPI_VO_SetWbcAttr(VO_WBC id, const VO_WBC_ATTR_S* attr) {
@@ -518,7 +583,10 @@ HI_S32 HI_MPI_VO_SetWbcAttr(VO_WBC id, const VO_WBC_ATTR_S* attr) {
 }
 
 HI_S32 HI_MPI_VO_GetWbcAttr(VO_WBC id, VO_WBC_ATTR_S* attr) {
-  return loadConfigured(kMod, wbc(id), "WbcAttr", attr);
+  Found w = wbc(id);
+  if (!w.o) return w.rc;
+  if (!attr) return fault(NULL_PTR);
+  return w.o->get("WbcAttr", attr) ? HI_SUCCESS : HI_ERR_VO_WBC_NOT_CONFIG;
 }
 
 HI_S32 HI_MPI_VO_EnableWbc(VO_WBC id) {
@@ -526,18 +594,25 @@ HI_S32 HI_MPI_VO_EnableWbc(VO_WBC id) {
   if (!w.o) return w.rc;
   if (!sys_ready()) return fault(SYS_NOTREADY);
   VO_WBC_SOURCE_S source;
-  if (!w.o->get("Source", &source) || !w.o->has("WbcAttr")) return fault(NOT_CONFIG);
-  const Object* shown = source.enSourceType == VO_WBC_SOURCE_DEV ? find(devKey(static_cast<int>(source.u32SourceId)))
-                                                                   : find(layerKey(static_cast<int>(source.u32SourceId)));
-  if (!(shown && shown->enabled)) return fault(NOT_PERM);  // nothing shown to write back
+  if (!w.o->get("Source", &source) || !w.o->has("WbcAttr")) return HI_ERR_VO_WBC_NOT_CONFIG;
+  int n = static_cast<int>(source.u32SourceId);  // nothing shown, nothing to write back
+  if (source.enSourceType == VO_WBC_SOURCE_DEV && !deviceEnabled(n)) return HI_ERR_VO_DEV_NOT_ENABLE;
+  if (source.enSourceType == VO_WBC_SOURCE_VIDEO && !layerEnabled(n)) return HI_ERR_VO_VIDEO_NOT_ENABLE;
   w.o->enabled = true;
   return HI_SUCCESS;
 }
 
+// Disabling under its destinations goes through; the encoder behind it
+// starves, which is reported.
 HI_S32 HI_MPI_VO_DisableWbc(VO_WBC id) {
   Found w = wbc(id);
-  if (w.o) w.o->enabled = false;
-  return w.rc;
+  if (!w.o) return w.rc;
+  if (w.o->enabled)
+    for (const Key& dst : destinations(kWbcOutput))
+      finding("disabled-while-bound",
+              "VO write-back " + std::to_string(id) + " disabled while bound to " + label(dst));
+  w.o->enabled = false;
+  return HI_SUCCESS;
 }
 
 HI_S32 HI_MPI_VO_SetWbcMode(VO_WBC id, VO_WBC_MODE_E mode) {

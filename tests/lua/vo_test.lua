@@ -8,6 +8,8 @@ local support = require "tests.lua.support"
 local VO = Tessel.VO
 
 local last_call, calls_named, fresh, s32 = support.last_call, support.calls_named, support.fresh, support.s32
+-- The platform's name of the code a call answered (a status or a message).
+local refusal = require("tessel.errors").name
 
 local PUB = { u32BgColor = 0xFF, enIntfType = { "hdmi", "VGA" }, enIntfSync = "1080p60" }
 local LAYER = { stDispRect = { s32X = 0, s32Y = 0, u32Width = 1920, u32Height = 1080 },
@@ -53,7 +55,8 @@ describe("VO device public attributes", function()
   it("OR an array of interface names, skipping what is not one, and read back names in bit order", function()
     local dev = VO.GetDevice(0)
     assert.is_true(dev:SetPubAttr({ u32BgColor = 1, enIntfType = { "hdmi", "VGA", "SCART", 5 }, enIntfSync = "USER",
-                                    stSyncInfo = { bSynm = 1, u8Intfb = 300, u16Vact = 1080, bIdv = true } }))
+                                    stSyncInfo = { bSynm = 1, bIop = true, u8Intfb = 300, u16Hact = 1920,
+                                                   u16Vact = 1080, bIdv = true } }))
     local sent = last_call("HI_MPI_VO_SetPubAttr").args[2]
     assert.are.same({ 0x24, 33, 1, 44, 1080, 1 }, { sent.enIntfType, sent.enIntfSync, sent.stSyncInfo.bSynm,
                                                      sent.stSyncInfo.u8Intfb, sent.stSyncInfo.u16Vact,
@@ -61,7 +64,10 @@ describe("VO device public attributes", function()
     local back = dev:GetPubAttr()
     assert.are.same({ "VGA", "HDMI" }, back.enIntfType)
     assert.are.same({ "USER", 1, true, false }, { back.enIntfSync, back.u32BgColor, back.stSyncInfo.bSynm,
-                                                   back.stSyncInfo.bIop })
+                                                   back.stSyncInfo.bIvs })
+    -- a timing that is neither name nor number is left out, not refused
+    assert.is_true(VO.GetSDDevice(0):SetPubAttr({ enIntfType = "cvbs", enIntfSync = true }))
+    assert.are.equal(0, last_call("HI_MPI_VO_SetPubAttr").args[2].enIntfSync)
   end)
 
   it("refuse unknown interface and timing names with the conversion's text", function()
@@ -77,12 +83,9 @@ describe("VO device public attributes", function()
       assert.are.equal(case[2] .. " [@SetPubAttr: line", msg:match("^(.- %[@SetPubAttr: line)"))
     end
     assert.are.equal(0, #calls_named("HI_MPI_VO_SetPubAttr"))
-    -- a stored timing without a name fails the read as a whole
-    assert.is_true(dev:SetPubAttr({ enIntfType = 0x20, enIntfSync = 12 }))
-    sim.fail("HI_MPI_VO_GetPubAttr", 0xA00F8010)
     local ok, msg = dev:GetPubAttr()
     assert.is_nil(ok)
-    assert.matches("^Fail to get VO device pub attributes %[@GetPubAttr: line %d+ %- error=A00F8010%]$", msg)
+    assert.matches("^Fail to get VO device pub attributes %[@GetPubAttr: line %d+ %- error=A00F8040%]$", msg)
   end)
 end)
 
@@ -107,7 +110,8 @@ describe("VO layer methods", function()
     assert.matches("^Fail to bind VO layer to device %[@Bind: line %d+ %- error=A00F8008%]$", msg)
     local code
     ok, code = pip:UnBind(1)
-    assert.are.same({ nil, s32(0xA00F8007) }, { ok, code })
+    assert.are.same({ nil, "HI_ERR_VO_VIDEO_NOT_BINDED" }, { ok, refusal(code) })
+    assert.is_true(math.type(code) == "integer" and code < 0)
     assert.is_true(pip:UnBind(0))
   end)
 
@@ -132,8 +136,24 @@ describe("VO layer methods", function()
     assert.are.equal(s32(0xA00F8003), layer:SetPriority(3))
     assert.are.equal(0, layer:SetDispBufLen(10))
     assert.are.equal(10, layer:GetDispBufLen())
-    assert.are.equal(s32(0xA00F8009), layer:SetAttrEnd())  -- no Begin
-    assert.are.same({ 0, 0 }, { layer:SetAttrBegin(), layer:SetAttrEnd() })
+    -- a failed read answers the code in place of the value, as the large number it is
+    for _, read in ipairs({
+      { "HI_MPI_VO_GetVideoLayerPriority", function() return layer:GetPriority() end },
+      { "HI_MPI_VO_GetDispBufLen", function() return layer:GetDispBufLen() end },
+      { "HI_MPI_VO_GetPlayToleration", function() return layer:GetPlayToleration() end },
+      { "HI_MPI_VO_GetDevFrameRate", function() return dev:GetFrameRate() end },
+      { "HI_MPI_VO_GetVtth", function() return dev:GetVtth() end },
+    }) do
+      sim.fail(read[1], 0xA00F8010)
+      assert.are.equal(0xA00F8010, read[2]())
+    end
+    -- the write-back's and the channels' getters answer the code as the platform's signed status
+    sim.fail("HI_MPI_VO_GetWbcDepth", 0xA00F8010)
+    assert.are.equal(s32(0xA00F8010), VO.GetWBC(0):GetDepth())
+    assert.are.equal("HI_ERR_VO_SETBEGIN_NOTYET", refusal(layer:SetAttrEnd()))
+    assert.are.equal(0, layer:SetAttrBegin())
+    assert.are.equal("HI_ERR_VO_SETBEGIN_ALREADY", refusal(layer:SetAttrBegin()))
+    assert.are.equal(0, layer:SetAttrEnd())
     sim.clear()
     assert.are.equal(0, select("#", dev:SetVGAParam(1, 2)))
     assert.are.equal(0, select("#", layer:SetCSC({})))
@@ -222,6 +242,10 @@ describe("VO channels", function()
     assert.are.equal(0, channel:Step())
     assert.are.equal(0, channel:Resume())
     assert.are.equal(s32(0xA00F8009), channel:Step())  -- only a paused channel steps
+    sim.fail("HI_MPI_VO_GetChnReceiveThreshold", 0xA00F8010)
+    assert.are.equal(s32(0xA00F8010), channel:GetReceiveThreshold())
+    sim.fail("HI_MPI_VO_GetChnFrameRate", 0xA00F8010)
+    assert.are.equal(s32(0xA00F8010), channel:GetFrameRate())  -- a signed rate, a signed code
     assert.are.equal(0, channel:SetFrameRate(30))
     assert.are.equal(30, channel:GetFrameRate())
     assert.is_true(channel:SetParam({ enMode = "AUTO", u32BgColor = 0 }))
@@ -253,6 +277,13 @@ describe("VO write-back", function()
     assert.are.same({ 0, 15, 0, 0 }, { wbc.WbcID, wbc.MODID, wbc.DID, wbc.ID })
     assert.is_true(wbc:SetSource("video", VO.GetLayer(1)))
     assert.are.same({ "LAYER", 1 }, { wbc:GetSource() })
+    -- collecting every reference leaves the one object and its hardware as they were
+    wbc = nil
+    collectgarbage()
+    collectgarbage()
+    wbc = VO.GetWBC(0)
+    assert.are.same({ "LAYER", 1 }, { wbc:GetSource() })
+    assert.are.equal(0, #calls_named("HI_MPI_VO_DisableWbc"))
     local ok, msg = wbc:SetSource("DEVICE", VO.GetLayer(1))
     assert.matches("^Invalid source device object %[@SetSource: line %d+%]$", msg)
     ok, msg = wbc:SetSource("tv", 0)
@@ -278,34 +309,92 @@ describe("the simulated display", function()
   it("enables layers on enabled devices and channels on enabled layers, and draws them nested", function()
     local dev = VO.GetDevice(0)
     local layer = dev:GetLayer()
-    assert.are.equal(s32(0xA00F8007), dev:Enable())  -- no timing yet
-    local ok, msg = dev:SetPubAttr({ enIntfType = { "HDMI" }, enIntfSync = "PAL" })
-    assert.matches("error=A00F8008%]$", msg)  -- HDMI carries no standard-definition timing
+    assert.are.equal("HI_ERR_VO_DEV_NOT_CONFIG", refusal(dev:Enable()))  -- no timing yet
     assert.is_true(dev:SetPubAttr(PUB))
-    ok, msg = layer:SetAttr(LAYER)
-    assert.matches("error=A00F8009%]$", msg)  -- not while the device is off
-    assert.are.equal(s32(0xA00F8007), layer:Enable())
+    assert.are.equal("HI_ERR_VO_DEV_NOT_ENABLE", refusal(select(2, layer:SetAttr(LAYER))))
+    assert.are.equal("HI_ERR_VO_VIDEO_NOT_CONFIG", refusal(layer:Enable()))
     assert.are.equal(0, dev:Enable())
+    assert.are.equal("HI_ERR_VO_DEV_HAS_ENABLED", refusal(select(2, dev:SetPubAttr(PUB))))
+    assert.are.equal("HI_ERR_VO_ILLEGAL_PARAM",  -- beyond the 1920x1080 screen
+                     refusal(select(2, layer:SetAttr({ stDispRect = { 0, 0, 2560, 1440 }, stImageSize = { 1920, 1080 },
+                                                       u32DispFrmRt = 60, enPixFormat = "YUV_SEMIPLANAR_420" }))))
     assert.is_true(layer:SetAttr(LAYER))
-    ok, msg = dev:SetPubAttr(PUB)
-    assert.matches("error=A00F8009%]$", msg)
     local channel = layer:GetChannel(0)
-    assert.is_true(channel:SetAttr(WINDOW))
-    assert.are.equal(s32(0xA00F8009), channel:Enable())
+    assert.are.equal("HI_ERR_VO_VIDEO_NOT_ENABLE", refusal(select(2, channel:SetAttr(WINDOW))))
+    assert.are.equal("HI_ERR_VO_CHN_NOT_CONFIG", refusal(channel:Enable()))
     assert.are.equal(0, layer:Enable())
+    assert.are.equal("HI_ERR_VO_VIDEO_NOT_DISABLE", refusal(select(2, layer:SetAttr(LAYER))))
+    assert.is_true(channel:SetAttr(WINDOW))
+    assert.are.equal("HI_ERR_VO_CHN_NOT_ENABLE", refusal(channel:Pause()))
     assert.are.equal(0, channel:Enable())
-    ok, msg = layer:GetChannel(1):SetAttr({ stRect = { s32X = 1800, s32Y = 0, u32Width = 960, u32Height = 540 } })
+    local ok, msg = layer:GetChannel(1):SetAttr({ stRect = { s32X = 1800, s32Y = 0, u32Width = 960, u32Height = 540 } })
     assert.matches("error=A00F8003%]$", msg)  -- outside the layer's picture
     local dot = sim.dot()
     assert.matches('subgraph "cluster_271_0" {\n    label="VO device 0";.-subgraph "cluster_15_0" {\n'
                    .. '      label="VOU layer 0";.-"15_0_0" %[label="VOU 0/0"', dot)
     -- a device goes off only after its layers; a layer under its channels is reported
-    assert.are.equal(s32(0xA00F8009), dev:Disable())
+    assert.are.equal("HI_ERR_VO_VIDEO_NOT_DISABLE", refusal(dev:Disable()))
     assert.are.equal(0, layer:Disable())
     assert.are.equal(0, dev:Disable())
     local rules = {}
     for _, f in ipairs(sim.check()) do rules[#rules + 1] = f.rule end
     assert.are.same({ "layer-disabled-under-channels" }, rules)
     assert.are.equal(0, channel:Disable())
+  end)
+
+  it("refuses timings on interfaces that do not carry them", function()
+    for _, case in ipairs({
+      { 0, { "HDMI" }, "PAL", "HI_ERR_VO_NOT_SUPPORT" },        -- standard definition on HDMI
+      { 2, "CVBS", "720P60", "HI_ERR_VO_NOT_SUPPORT" },         -- CVBS carries standard definition only
+      { 0, { "BT656" }, "1080P30", "HI_ERR_VO_NOT_SUPPORT" },   -- so does BT.656
+      { 0, { "VGA" }, "1080I50", "HI_ERR_VO_NOT_SUPPORT" },     -- VGA carries no interlaced timing
+      { 2, "HDMI", "PAL", "HI_ERR_VO_NOT_SUPPORT" },            -- the SD device has no HDMI
+      { 0, 0, "1080P60", "HI_ERR_VO_ILLEGAL_PARAM" },           -- no interface
+      { 0, "HDMI", "USER", "HI_ERR_VO_ILLEGAL_PARAM" },         -- a user timing without a picture
+    }) do
+      local ok, msg = VO.GetDevice(case[1]):SetPubAttr({ enIntfType = case[2], enIntfSync = case[3] })
+      assert.are.equal(case[4], refusal(msg), case[3])
+    end
+    assert.is_true(VO.GetDevice(0):SetPubAttr({ enIntfType = { "HDMI", "BT1120" }, enIntfSync = "1080I60" }))
+    assert.is_true(VO.GetDevice(2):SetPubAttr({ enIntfType = { "CVBS", "BT656" }, enIntfSync = "NTSC" }))
+  end)
+
+  it("moves only the picture-in-picture layer, onto one HD device at a time", function()
+    local pip = VO.GetLayer(2)
+    assert.are.equal("HI_ERR_VO_VIDEO_NOT_BINDED", refusal(select(2, pip:SetAttr(LAYER))))
+    assert.are.equal("HI_ERR_VO_NOT_SUPPORT", refusal(select(2, VO.GetLayer(0):Bind(1))))
+    assert.is_true(pip:Bind(1))
+    assert.are.equal("HI_ERR_VO_VIDEO_HAS_BINDED", refusal(select(2, pip:Bind(0))))
+    assert.are.equal("HI_ERR_VO_DEV_NOT_ENABLE", refusal(select(2, pip:SetAttr(LAYER))))
+  end)
+
+  it("writes back a source that shows, and reports disabling it under its destinations", function()
+    local dev, layer = display()
+    local wbc = VO.GetWBC(0)
+    assert.are.equal("HI_ERR_VO_WBC_NOT_CONFIG", refusal(wbc:Enable()))
+    assert.is_true(wbc:SetSource("DEVICE", 1))
+    assert.is_true(wbc:SetAttr({ stTargetSize = { 1280, 720 }, enPixelFormat = "YUV_SEMIPLANAR_420",
+                                 u32FrameRate = 25 }))
+    assert.are.equal("HI_ERR_VO_DEV_NOT_ENABLE", refusal(wbc:Enable()))  -- device 1 shows nothing
+    assert.is_true(wbc:SetSource("LAYER", layer))
+    assert.are.equal(0, wbc:Enable())
+    assert.are.equal("HI_ERR_VO_WBC_NOT_DISABLE", refusal(select(2, wbc:SetSource("DEVICE", dev))))
+    -- shown again on the CVBS output
+    local sd = VO.GetSDDevice(0)
+    assert(sd:SetPubAttr({ enIntfType = "CVBS", enIntfSync = "PAL" }) and sd:Enable() == 0)
+    local sdLayer = sd:GetLayer()
+    assert(sdLayer:SetAttr({ stDispRect = { 0, 0, 720, 576 }, stImageSize = { 720, 576 }, u32DispFrmRt = 25,
+                             enPixFormat = "YUV_SEMIPLANAR_420" }) and sdLayer:Enable() == 0)
+    local window = sdLayer:GetChannel(0)
+    assert(window:SetAttr({ u32Priority = 0, stRect = { 0, 0, 720, 576 } }))
+    assert.is_true(Tessel.SYS.Bind(wbc, window))
+    assert.are.same({}, sim.check())
+    assert.are.equal(0, wbc:Disable())
+    local findings = sim.check()
+    assert.are.same({ "disabled-while-bound", "VO write-back 0 disabled while bound to VOU 3/0" },
+                    { findings[1].rule, findings[1].message })
+    assert.is_true(Tessel.SYS.UnBind(wbc, window))
+    assert.are.equal(0, wbc:Disable())
+    assert.are.equal(1, #sim.check())
   end)
 end)

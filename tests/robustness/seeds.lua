@@ -18,6 +18,13 @@ local function picture(kind, width, height)
                                  u32PicWidth = width, u32PicHeight = height } }
 end
 
+-- A display: device timing, its video layer, a window.
+local DISPLAY = { u32BgColor = 0, enIntfType = { "HDMI", "VGA" }, enIntfSync = "1080P60" }
+local LAYER = { stDispRect = { s32X = 0, s32Y = 0, u32Width = 1920, u32Height = 1080 },
+                stImageSize = { u32Width = 1920, u32Height = 1080 }, u32DispFrmRt = 60,
+                enPixFormat = "YUV_SEMIPLANAR_420", bDoubleFrame = false, bClusterMode = false }
+local WINDOW = { u32Priority = 0, stRect = { s32X = 0, s32Y = 0, u32Width = 960, u32Height = 540 }, bDeflicker = false }
+
 -- Capture devices stay enabled while their objects live.
 local devices = {}
 
@@ -41,6 +48,10 @@ return {
     -- resampling and voice enhancement need enabled channels
     AIDevice = audioDevice,
     AODevice = audioDevice,
+    -- display devices, layers and channels are configured and enabled before hostile calls
+    VODevice = function(dev) dev:SetPubAttr(DISPLAY); dev:Enable() end,
+    VOLayer = function(layer) layer:SetAttr(LAYER); layer:Enable() end,
+    VOChannel = function(chn) chn:SetAttr(WINDOW); chn:Enable() end,
     AIChannel = function(chn) chn:Enable() end,
     AOChannel = function(chn) chn:Enable() end,
   },
@@ -74,11 +85,7 @@ return {
       s32DstFrameRate = 25 },
     { u32BgColor = 0x00FF00 },
     -- display: device timing, layer, window, write-back attributes, zoom ratio, border
-    { u32BgColor = 0, enIntfType = { "HDMI", "VGA" }, enIntfSync = "1080P60" },
-    { stDispRect = { s32X = 0, s32Y = 0, u32Width = 1920, u32Height = 1080 },
-      stImageSize = { u32Width = 1920, u32Height = 1080 }, u32DispFrmRt = 60, enPixFormat = "YUV_SEMIPLANAR_420",
-      bDoubleFrame = false, bClusterMode = false },
-    { u32Priority = 0, stRect = { s32X = 0, s32Y = 0, u32Width = 960, u32Height = 540 }, bDeflicker = false },
+    DISPLAY, LAYER, WINDOW,
     { stTargetSize = { u32Width = 1280, u32Height = 720 }, enPixelFormat = "YUV_SEMIPLANAR_420", u32FrameRate = 25 },
     { 100, 100, 500, 500 },
     { u32TopWidth = 2, u32BottomWidth = 2, u32LeftWidth = 2, u32RightWidth = 2 },

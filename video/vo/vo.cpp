@@ -9,12 +9,6 @@
 namespace Tessel {
 namespace {
 
-// A module constant as a static property.
-template <int V>
-int constant() {
-  return V;
-}
-
 // Numbers of one kind: count of them from base; out of range (taken as
 // unsigned) writes a diagnostic line under the getter's name.
 struct Kind {
@@ -84,11 +78,11 @@ int VODevice::GetPubAttr(lua_State* L) {
                                    [&](VO_PUB_ATTR_S* p) { return HI_MPI_VO_GetPubAttr(m_devId, p); });
 }
 
-int VODevice::GetFrameRate() {
+HI_U32 VODevice::GetFrameRate() {
   return valueOrCode([&](HI_U32* v) { return HI_MPI_VO_GetDevFrameRate(m_devId, v); });
 }
 
-int VODevice::GetVtth() {
+HI_U32 VODevice::GetVtth() {
   return valueOrCode([&](HI_U32* v) { return HI_MPI_VO_GetVtth(m_devId, v); });
 }
 
@@ -127,7 +121,7 @@ int VOLayer::GetAttr(lua_State* L) {
       [&](VO_VIDEO_LAYER_ATTR_S* p) { return HI_MPI_VO_GetVideoLayerAttr(m_layerId, p); });
 }
 
-int VOLayer::GetPriority() {
+HI_U32 VOLayer::GetPriority() {
   return valueOrCode([&](HI_U32* v) { return HI_MPI_VO_GetVideoLayerPriority(m_layerId, v); });
 }
 
@@ -159,11 +153,11 @@ int VOLayer::GetPartitionMode(lua_State* L) {
   return 1;
 }
 
-int VOLayer::GetPlayToleration() {
+HI_U32 VOLayer::GetPlayToleration() {
   return valueOrCode([&](HI_U32* v) { return HI_MPI_VO_GetPlayToleration(m_layerId, v); });
 }
 
-int VOLayer::GetDispBufLen() {
+HI_U32 VOLayer::GetDispBufLen() {
   return valueOrCode([&](HI_U32* v) { return HI_MPI_VO_GetDispBufLen(m_layerId, v); });
 }
 
@@ -264,23 +258,23 @@ void VO_Register(lua_State* L) {
   registerOutputChannels(L);
 
   beginClass<VO>(L, "VO")
-      .addStaticProperty<&constant<vo::kDevices>>("MaxDevices")
-      .addStaticProperty<&constant<vo::kLayers>>("MaxLayers")
-      .addStaticProperty<&constant<vo::kHDDevices>>("MaxHDDevices")
-      .addStaticProperty<&constant<vo::kHDDeviceBase>>("HDDeviceBaseID")
-      .addStaticProperty<&constant<vo::kSDDevices>>("MaxSDDevices")
-      .addStaticProperty<&constant<vo::kSDDeviceBase>>("SDDeviceBaseID")
-      .addStaticProperty<&constant<vo::kVirtualDevices>>("MaxVirtualDevices")
-      .addStaticProperty<&constant<vo::kVirtualDeviceBase>>("VirtualDeviceBaseID")
-      .addStaticProperty<&constant<vo::kCasDevices>>("MaxCasDevices")
-      .addStaticProperty<&constant<vo::kCasDeviceBase>>("CasDeviceBaseID")
-      .addStaticProperty<&constant<vo::kPIPLayers>>("MaxPIPLayers")
-      .addStaticProperty<&constant<vo::kWbcs>>("MaxWBCs")
-      .addStaticProperty<&constant<vo::kHDLayerBase>>("HDLayerBaseID")
-      .addStaticProperty<&constant<vo::kSDLayerBase>>("SDLayerBaseID")
-      .addStaticProperty<&constant<vo::kVirtualLayerBase>>("VirtualLayerBaseID")
-      .addStaticProperty<&constant<vo::kCasLayerBase>>("CasLayerBaseID")
-      .addStaticProperty<&constant<vo::kPIPLayerBase>>("PIPLayerBaseID")
+      .addStaticProperty<&VO::get_MaxDevices>("MaxDevices")
+      .addStaticProperty<&VO::get_MaxLayers>("MaxLayers")
+      .addStaticProperty<&VO::get_MaxHDDevices>("MaxHDDevices")
+      .addStaticProperty<&VO::get_HDDeviceBaseID>("HDDeviceBaseID")
+      .addStaticProperty<&VO::get_MaxSDDevices>("MaxSDDevices")
+      .addStaticProperty<&VO::get_SDDeviceBaseID>("SDDeviceBaseID")
+      .addStaticProperty<&VO::get_MaxVirtualDevices>("MaxVirtualDevices")
+      .addStaticProperty<&VO::get_VirtualDeviceBaseID>("VirtualDeviceBaseID")
+      .addStaticProperty<&VO::get_MaxCasDevices>("MaxCasDevices")
+      .addStaticProperty<&VO::get_CasDeviceBaseID>("CasDeviceBaseID")
+      .addStaticProperty<&VO::get_MaxPIPLayers>("MaxPIPLayers")
+      .addStaticProperty<&VO::get_MaxWBCs>("MaxWBCs")
+      .addStaticProperty<&VO::get_HDLayerBaseID>("HDLayerBaseID")
+      .addStaticProperty<&VO::get_SDLayerBaseID>("SDLayerBaseID")
+      .addStaticProperty<&VO::get_VirtualLayerBaseID>("VirtualLayerBaseID")
+      .addStaticProperty<&VO::get_CasLayerBaseID>("CasLayerBaseID")
+      .addStaticProperty<&VO::get_PIPLayerBaseID>("PIPLayerBaseID")
       .addStaticFunction<&VO::GetDevice>("GetDevice")
       .addStaticFunction<&VO::GetHDDevice>("GetHDDevice")
       .addStaticFunction<&VO::GetSDDevice>("GetSDDevice")

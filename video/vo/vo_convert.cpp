@@ -101,6 +101,19 @@ void pushSync(lua_State* L, const VO_INTF_SYNC_E& v) {
   lua_pushstring(L, name);
 }
 
+// In the public attributes the timing is taken from a number or a name only;
+// a value of another type leaves it zero.
+void readPubSync(lua_State* L, int idx, void* out, const void*) {
+  int t = lua_type(L, idx);
+  if (t == LUA_TNUMBER || t == LUA_TSTRING) readSync(L, idx, static_cast<VO_INTF_SYNC_E*>(out));
+}
+
+void pushPubSync(lua_State* L, const void* in, const void*) {
+  pushSync(L, *static_cast<const VO_INTF_SYNC_E*>(in));
+}
+
+const Converter kPubSync = {&readPubSync, &pushPubSync, nullptr};
+
 // ---- channel field, write-back mode -------------------------------------------------
 
 const EnumRow kFieldRows[] = {{VO_FIELD_TOP, "TOP", kBoth}, {VO_FIELD_BOTTOM, "BOTTOM", kBoth},
@@ -159,7 +172,7 @@ TESSEL_STRUCT(VO_SYNC_INFO_S, F(bSynm), F(bIop), F(u8Intfb), F(u16Vact), F(u16Vb
 TESSEL_STRUCT(VO_PUB_ATTR_S, F(u32BgColor),
               ::Tessel::Field{"enIntfType", "enIntfType", static_cast<std::uint32_t>(offsetof(S_, enIntfType)),
                               ::Tessel::Kind::Enum, &::Tessel::kIntfTypes},
-              F(enIntfSync), F(stSyncInfo))
+              FIELD_CONV(enIntfSync, ::Tessel::kPubSync), F(stSyncInfo))
 TESSEL_STRUCT(VO_VIDEO_LAYER_ATTR_S, F(stDispRect), F(stImageSize), F(u32DispFrmRt), F(enPixFormat),
               F(bDoubleFrame), F(bClusterMode))
 
