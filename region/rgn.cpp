@@ -16,10 +16,11 @@ bool validHandle(int handle) {
 }
 
 // The channel a region method addresses: a channel object at position 2,
-// or a module id, device id and channel id at positions 2 to 4. Answers the
-// position of the argument after it, or 0 after pushing nil and the refusal.
+// or a module id, device id and channel id at positions 2 to 4. A nil counts
+// as a missing argument. Answers the position of the argument after it, or 0
+// after pushing nil and the refusal.
 int targetArg(lua_State* L, const char* func, int line, MPP_CHN_S* chn) {
-  if (lua_isnone(L, 2)) return pushFailure(L, "Invalid arguments", func, line), 0;
+  if (lua_isnoneornil(L, 2)) return pushFailure(L, "Invalid arguments", func, line), 0;
   if (lua_type(L, 2) == LUA_TUSERDATA || lua_type(L, 2) == LUA_TLIGHTUSERDATA) {
     if (!isObject(L, 2)) return pushFailure(L, "Invalid channel object", func, line), 0;
     const Channel* c = checkObject<Channel>(L, 2);  // an object of another class is an argument error
@@ -29,9 +30,9 @@ int targetArg(lua_State* L, const char* func, int line, MPP_CHN_S* chn) {
     return 3;
   }
   chn->enModId = static_cast<MOD_ID_E>(luaL_checkinteger(L, 2));
-  if (lua_isnone(L, 3)) return pushFailure(L, "Invalid device id", func, line), 0;
+  if (lua_isnoneornil(L, 3)) return pushFailure(L, "Invalid device id", func, line), 0;
   chn->s32DevId = static_cast<HI_S32>(luaL_checkinteger(L, 3));
-  if (lua_isnone(L, 4)) return pushFailure(L, "Invalid channel id", func, line), 0;
+  if (lua_isnoneornil(L, 4)) return pushFailure(L, "Invalid channel id", func, line), 0;
   chn->s32ChnId = static_cast<HI_S32>(luaL_checkinteger(L, 4));
   return 5;
 }

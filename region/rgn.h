@@ -30,27 +30,133 @@ TESSEL_DECLARE_ENUM(RGN_AREA_TYPE_E)
 TESSEL_DECLARE_ENUM(INVERT_COLOR_MODE_E)
 TESSEL_DECLARE_ENUM(MOSAIC_BLK_SIZE_E)
 
+/***
+Regions: `Tessel.RGN` and the overlays, covers, lines and mosaics drawn onto channels.
+
+A region is created once by handle (0 to 1023) with its type and, for overlays, its pixel format
+and size, then attached to the channels of other modules (capture, processing, encoding,
+display) with display attributes of its own per channel. The region tables select their union
+member by type: `{type = "OVERLAY", attr = OVERLAY_ATTR_S}` for the region,
+`{bShow = true, enType = "OVERLAY", attr = OVERLAY_CHN_ATTR_S}` per channel (**note `type`
+against `enType`**). Type names are "OVERLAY", "COVER", "COVEREX", "OVERLAYEX", "LINE" and
+"MOSAIC", in any case.
+@module rgn
+*/
 namespace Tessel {
 
 constexpr int kRgnMaxRegions = 1024;
 
-// One region by handle. The object whose Create succeeded owns the platform
-// region and destroys it when it goes; a GetRegion wrapper never does.
+/***
+One region by handle, from `Tessel.RGN.CreateRegion` or `Tessel.RGN.GetRegion`.
+
+The object whose `Create` succeeded owns the platform region. **When Lua collects that object,
+the region is destroyed**: keep it in a variable for as long as the region is wanted. An object
+from `GetRegion` never destroys the region.
+
+The methods that take a channel accept it in two forms: a channel object of any module
+(`region:AttachToChn(vencChannel, attrs)`), or its module number, device and channel
+(`region:AttachToChn(8, 0, 1, attrs)`). A missing (or `nil`) target gives "Invalid arguments", a
+missing device "Invalid device id", a missing channel "Invalid channel id", a userdata that is
+no object of this module "Invalid channel object"; **an object of this module that is no channel
+raises** "MPPChannel expected, got ..." as a Lua error.
+@type Region
+*/
 class Region : public RefCountedObjectType<int> {
  public:
   explicit Region(int handle) : m_handle(handle) {}
   ~Region() override { Destroy(); }
 
+  /*** The region's handle.
+  @tfield int ID
+  */
   int get_ID() const { return m_handle; }
+  /*** Creates the platform region (`HI_MPI_RGN_Create`). On success this object owns it.
+  @function Create
+  @tparam RGN_ATTR_S attrs `type` and, for "OVERLAY" and "OVERLAYEX", `attr` with `enPixelFmt`,
+  `u32BgColor` and `stSize`; read from the last argument
+  @return `true`, or `nil` and a conversion message ("RGN_ATTR_S must be a table for structure
+  convension", "Invalid region type", ...), or "Fail to create region" with the code
+  @usage assert(Tessel.RGN.GetRegion(0):Create{type = "OVERLAY",
+  attr = {enPixelFmt = "RGB_1555", stSize = {u32Width = 320, u32Height = 32}}})
+  */
   int Create(lua_State* L);
+  /*** Destroys the platform region (`HI_MPI_RGN_Destroy`) when this object created it; only
+  the first call after a successful `Create` reaches the platform.
+  @function Destroy
+  @treturn int 0, or the platform's error code (negative); 0 without a call when this object did
+  not create the region
+  */
   int Destroy();
+  /*** Changes the region attributes (`HI_MPI_RGN_SetAttr`); keys as for `Create`, absent keys
+  are zero.
+  @function SetAttr
+  @tparam RGN_ATTR_S attrs
+  @return `true`, or `nil` and "INvalid region attributes" (not a table), a conversion message,
+  or "Fail to set region attributes" with the code
+  */
   int SetAttr(lua_State* L);
+  /*** Reads the region attributes (`HI_MPI_RGN_GetAttr`): `type`, and `attr` for overlays.
+  @function GetAttr
+  @treturn RGN_ATTR_S the attributes, or `nil` and "Fail to get region attributes" with the code
+  */
   int GetAttr(lua_State* L);
+  /*** Draws the region onto a channel (`HI_MPI_RGN_AttachToChn`) with the display attributes
+  of that channel.
+
+  `attr` follows `enType`: "OVERLAY" `OVERLAY_CHN_ATTR_S` (`stPoint`, `u32FgAlpha`, `u32BgAlpha`,
+  `u32Layer`, `stQpInfo`, `stInvertColor` whose `enChgMod` is "<LUM" or ">LUM"); "OVERLAYEX" the
+  first four of these; "COVER" and "COVEREX" `enCoverType` ("RECT", or "QUAD" / "QUAD_RANGLE"),
+  `cover` (a `RECT_S`, or `RGN_QUADRANGLE_S` with `bSolid`, `u32LineWidth` and 4 points in
+  `stPoint`), `u32Color`, `u32Layer`; "LINE" `u32LineWidth`, `u32LineColor`, 2 points in
+  `stLinePoints`; "MOSAIC" `stRect`, `enBlkSize` (the platform's number), `u32Layer`.
+  **Unknown area or colour-change names are not refused**: they store 2, which the platform
+  refuses or misreads.
+  @function AttachToChn
+  @tparam MPPChannel|int target a channel object, or module number followed by device and channel
+  @tparam RGN_CHN_ATTR_S attrs after the target
+  @return `true`, or `nil` and a target message (see `Region`), "Invalid region channel
+  attributes" (not a table), a conversion message, or "Fail to attach to channel" with the code
+  @usage region:AttachToChn(venc, {bShow = true, enType = "OVERLAY",
+  attr = {stPoint = {16, 16}, u32FgAlpha = 128, u32Layer = 0}})
+  */
   int AttachToChn(lua_State* L);
+  /*** Takes the region off a channel (`HI_MPI_RGN_DetachFromChn`).
+  @function DetachFromChn
+  @tparam MPPChannel|int target a channel object, or module number followed by device and channel
+  @return `true`, or `nil` and a target message, or "Fail to detach from channel" with the code
+  */
   int DetachFromChn(lua_State* L);
+  /*** Changes the display attributes on a channel the region is attached to
+  (`HI_MPI_RGN_SetDisplayAttr`); table as for `AttachToChn`.
+  @function SetDisplayAttr
+  @tparam MPPChannel|int target a channel object, or module number followed by device and channel
+  @tparam RGN_CHN_ATTR_S attrs after the target
+  @return `true`, or `nil` and a target message, "Invalid region channel attributes", a
+  conversion message, or "Fail to set channel display attributes" with the code
+  */
   int SetDisplayAttr(lua_State* L);
+  /*** Reads the display attributes on a channel (`HI_MPI_RGN_GetDisplayAttr`). A rectangular
+  cover comes back under both `cover` and `stRect`; the table can be handed in again.
+  @function GetDisplayAttr
+  @tparam MPPChannel|int target a channel object, or module number followed by device and channel
+  @treturn RGN_CHN_ATTR_S the attributes, or `nil` and a target message, or
+  "Fail to get channel display attributes" with the code
+  */
   int GetDisplayAttr(lua_State* L);
+  /*** Chooses the fields the region is drawn on (`HI_MPI_RGN_SetAttachField`).
+  @function SetAttachField
+  @tparam string|int field "TOP", "BOTTOM", "INTERLACED", "FRAME" or "BOTH" (= "FRAME"), any case,
+  or the platform's number; other strings give 5, which the platform refuses
+  @return `true`, or `nil` and "Invalid video field type" (neither string nor number), or
+  "Fail to set region attach field" with the code
+  */
   int SetAttachField(lua_State* L);
+  /*** Reads the fields the region is drawn on (`HI_MPI_RGN_GetAttachField`).
+  **Its failure is reported in the setter's words.**
+  @function GetAttachField
+  @treturn string "TOP", "BOTTOM", "INTERLACED" or "FRAME"; a single `nil` for a value without a
+  name; or `nil` and "Fail to set region attach field" with the code
+  */
   int GetAttachField(lua_State* L);
 
  private:
@@ -58,11 +164,37 @@ class Region : public RefCountedObjectType<int> {
   int m_created = 0;
 };
 
-// Module class: regions by handle.
+/***
+The module class `Tessel.RGN`: regions by handle.
+@type RGN
+*/
 class RGN {
  public:
+  /*** The number of region handles: 1024.
+  @tfield int MaxRegions
+  */
   static int get_MaxRegions() { return kRgnMaxRegions; }
+  /*** Creates region `handle` (see `Region:Create`).
+  **The region object is returned even when creation failed**: check with `GetAttr`, or call
+  `Tessel.RGN.GetRegion(handle):Create(attrs)` to receive the reason.
+  @function CreateRegion
+  @static
+  @int handle 0 to 1023
+  @tparam RGN_ATTR_S attrs
+  @treturn Region the region; `nil` out of range, with
+  "Region ID out of range. Valid range is [0,1024)" on standard error, **reported under the name
+  `GetRegion`**
+  @usage local osd = Tessel.RGN.CreateRegion(0, {type = "OVERLAY",
+  attr = {enPixelFmt = "RGB_1555", stSize = {320, 32}}})
+  */
   static RefCountedObjectPtr<Region> CreateRegion(int handle, lua_State* L);
+  /*** An object for region `handle`, made elsewhere: it neither creates nor destroys it.
+  @function GetRegion
+  @static
+  @int handle 0 to 1023
+  @treturn Region the region; `nil` out of range, with
+  "Region ID out of range. Valid range is [0,1024)" on standard error
+  */
   static RefCountedObjectPtr<Region> GetRegion(int handle);
 };
 

@@ -1,13 +1,22 @@
 // The HDMI transmitter as the platform's HDMI library has it, with a full-HD
 // monitor attached.
 //
-// The one interface (HDMI, 0, -1) is opened, takes attributes, and is then
-// started; it is stopped before it is closed. Attributes are judged as the
-// transmitter does (formats, output modes and deep colour it has, audio
-// rates and depths of the HDMI audio formats) and stored so that a Get
-// answers what a Set stored; until then the defaults of an opened interface
-// are answered. The monitor supports the broadcast formats up to 1080p60
-// and reports its EDID (256 bytes, manufacturer "TSL").
+// The library needs no initialisation call before the interface is opened
+// (HI_MPI_HDMI_Init is accepted and changes nothing). The one interface
+// (HDMI 0/0 in the picture) is opened, takes attributes while it is stopped
+// or running, and is started; everything but opening it answers "device not
+// open" until then. Closing a running transmitter stops it first, as does
+// tearing the library down. Failures carry the HDMI library's own codes
+// (HI_ERR_HDMI_*), which do not follow the media platform's numbering.
+//
+// Attributes are judged as the transmitter does (its formats, output modes
+// and deep colour settings; the audio rate and depth of HDMI's L-PCM when
+// audio is on) and stored, so that a Get answers what a Set stored and the
+// defaults of an opened interface before. Deep colour is one setting, read
+// and written by the attributes and by the deep colour calls alike. The
+// monitor shows the broadcast formats up to 1080p60, takes 30-bit deep
+// colour but not 36-bit, and reports an EDID of two 128-byte blocks with
+// valid checksums (manufacturer "TSL").
 #include <cstring>
 
 #include "stored.h"
@@ -16,21 +25,13 @@ namespace sim {
 namespace {
 
 constexpr int kMod = HI_ID_HDMI;
-const Key kInterface{kMod, 0, -1};
+const Key kInterface{kMod, 0, 0};
 
-HI_S32 fault(int reason) { return err(kMod, reason); }
-
-// The interface, once its number is valid.
-Found interface(HI_HDMI_ID_E id) {
-  if (id != HI_HDMI_ID_0) return missing(fault(ILLEGAL_PARAM));
-  return {&obtain(kInterface), HI_SUCCESS};
-}
-
-// An interface that is open.
+// The interface, opened, when the number is the chip's one interface.
 Found opened(HI_HDMI_ID_E id) {
-  Found f = interface(id);
-  if (f.o && !f.o->created) return missing(fault(NOT_PERM));
-  return f;
+  if (id != HI_HDMI_ID_0) return {nullptr, HI_ERR_HDMI_INVALID_PARA};
+  Object* o = find(kInterface);
+  return {o, o ? HI_SUCCESS : HI_ERR_HDMI_DEV_NOT_OPEN};
 }
 
 bool flag(HI_BOOL b) { return b == HI_TRUE || b == HI_FALSE; }
@@ -40,19 +41,33 @@ bool deepColor(HI_HDMI_DEEP_COLOR_E d) {
          d == HI_HDMI_DEEP_COLOR_OFF;
 }
 
+// A valid setting the monitor cannot show.
+HI_S32 judgeDeepColor(HI_HDMI_DEEP_COLOR_E d) {
+  if (!deepColor(d)) return HI_ERR_HDMI_INVALID_PARA;
+  return d == HI_HDMI_DEEP_COLOR_36BIT ? HI_ERR_HDMI_FEATURE_NO_SUPPORT : HI_SUCCESS;
+}
+
 bool sampleRate(HI_HDMI_SAMPLE_RATE_E r) {
-  static const HI_U32 rates[] = {32000, 44100, 48000, 88200, 96000, 176400, 192000};
-  for (HI_U32 known : rates)
-    if (static_cast<HI_U32>(r) == known) return true;
+  static const HI_HDMI_SAMPLE_RATE_E rates[] = {
+      HI_HDMI_SAMPLE_RATE_32K, HI_HDMI_SAMPLE_RATE_44K, HI_HDMI_SAMPLE_RATE_48K,  HI_HDMI_SAMPLE_RATE_88K,
+      HI_HDMI_SAMPLE_RATE_96K, HI_HDMI_SAMPLE_RATE_176K, HI_HDMI_SAMPLE_RATE_192K};
+  for (HI_HDMI_SAMPLE_RATE_E known : rates)
+    if (r == known) return true;
   return false;
 }
 
+bool bitDepth(HI_HDMI_BIT_DEPTH_E d) {
+  return d == HI_HDMI_BIT_DEPTH_16 || d == HI_HDMI_BIT_DEPTH_20 || d == HI_HDMI_BIT_DEPTH_24;
+}
+
 HI_S32 judgeAttr(const HI_HDMI_ATTR_S& a) {
-  bool ok = a.enVideoFmt < HI_HDMI_VIDEO_FMT_BUTT && a.enVidOutMode < HI_HDMI_VIDEO_MODE_BUTT &&
-            deepColor(a.enDeepColorMode) && a.enSoundIntf < HI_HDMI_SND_INTERFACE_BUTT && sampleRate(a.enSampleRate) &&
-            (a.enBitDepth == HI_HDMI_BIT_DEPTH_16 || a.enBitDepth == HI_HDMI_BIT_DEPTH_24) && flag(a.bEnableHdmi) &&
-            flag(a.bEnableVideo) && flag(a.bEnableAudio) && flag(a.bxvYCCMode) && flag(a.bIsMultiChannel);
-  return ok ? HI_SUCCESS : fault(ILLEGAL_PARAM);
+  bool video = a.enVideoFmt < HI_HDMI_VIDEO_FMT_BUTT && a.enVidOutMode < HI_HDMI_VIDEO_MODE_BUTT;
+  bool audio = !a.bEnableAudio || (a.enSoundIntf < HI_HDMI_SND_INTERFACE_BUTT && sampleRate(a.enSampleRate) &&
+                                   bitDepth(a.enBitDepth));
+  bool flags = flag(a.bEnableHdmi) && flag(a.bEnableVideo) && flag(a.bEnableAudio) && flag(a.bxvYCCMode) &&
+               flag(a.bIsMultiChannel);
+  if (!video || !audio || !flags) return HI_ERR_HDMI_INVALID_PARA;
+  return judgeDeepColor(a.enDeepColorMode);
 }
 
 HI_HDMI_ATTR_S defaultAttr() {
@@ -65,6 +80,12 @@ HI_HDMI_ATTR_S defaultAttr() {
   a.enSampleRate = HI_HDMI_SAMPLE_RATE_48K;
   a.enBitDepth = HI_HDMI_BIT_DEPTH_16;
   a.bEnableAviInfoFrame = a.bEnableAudInfoFrame = HI_TRUE;
+  return a;
+}
+
+HI_HDMI_ATTR_S attrOf(const Object& o) {
+  HI_HDMI_ATTR_S a;
+  if (!o.get("Attr", &a)) a = defaultAttr();
   return a;
 }
 
@@ -98,25 +119,21 @@ namespace h {
 
 HI_S32 HI_MPI_HDMI_Init(HI_VOID) { return HI_SUCCESS; }
 
-// Tearing the library down closes the interface.
+// Tearing the library down stops and closes the interface.
 HI_S32 HI_MPI_HDMI_DeInit(HI_VOID) {
-  if (const Object* o = find(kInterface))
-    if (o->started) return fault(NOT_PERM);
   destroy(kInterface);
   return HI_SUCCESS;
 }
 
 HI_S32 HI_MPI_HDMI_Open(HI_HDMI_ID_E id) {
-  Found f = interface(id);
-  if (!f.o) return f.rc;
-  f.o->created = true;
+  if (id != HI_HDMI_ID_0) return HI_ERR_HDMI_INVALID_PARA;
+  obtain(kInterface).created = true;
   return HI_SUCCESS;
 }
 
 HI_S32 HI_MPI_HDMI_Close(HI_HDMI_ID_E id) {
   Found f = opened(id);
   if (!f.o) return f.rc;
-  if (f.o->started) return fault(NOT_PERM);  // stop first
   destroy(kInterface);
   return HI_SUCCESS;
 }
@@ -136,30 +153,42 @@ HI_S32 HI_MPI_HDMI_Stop(HI_HDMI_ID_E id) {
 }
 
 HI_S32 HI_MPI_HDMI_SetAttr(HI_HDMI_ID_E id, HI_HDMI_ATTR_S* attr) {
-  return store(kMod, opened(id), "Attr", attr, judgeAttr);
+  Found f = opened(id);
+  if (!f.o) return f.rc;
+  if (!attr) return HI_ERR_HDMI_NUL_PTR;
+  if (HI_S32 bad = judgeAttr(*attr)) return bad;
+  f.o->put("Attr", *attr);
+  return HI_SUCCESS;
 }
 
 HI_S32 HI_MPI_HDMI_GetAttr(HI_HDMI_ID_E id, HI_HDMI_ATTR_S* attr) {
-  return load(kMod, opened(id), "Attr", attr, defaultAttr());
+  Found f = opened(id);
+  if (!f.o) return f.rc;
+  if (!attr) return HI_ERR_HDMI_NUL_PTR;
+  *attr = attrOf(*f.o);
+  return HI_SUCCESS;
 }
 
 HI_S32 HI_MPI_HDMI_GetSinkCapability(HI_HDMI_ID_E id, HI_HDMI_SINK_CAPABILITY_S* cap) {
   Found f = opened(id);
   if (!f.o) return f.rc;
-  if (!cap) return fault(NULL_PTR);
+  if (!cap) return HI_ERR_HDMI_NUL_PTR;
   *cap = monitor();
   return HI_SUCCESS;
 }
 
-// Two blocks: the base block with the monitor's identity, an empty extension.
+// The base block with the monitor's identity (EISA "TSL", product 0x1080)
+// and one extension: a CEA-861 block without data blocks.
 HI_S32 HI_MPI_HDMI_Force_GetEDID(HI_HDMI_ID_E id, HI_HDMI_EDID_S* edid) {
   Found f = opened(id);
   if (!f.o) return f.rc;
-  if (!edid) return fault(NULL_PTR);
+  if (!edid) return HI_ERR_HDMI_NUL_PTR;
   std::memset(edid, 0, sizeof *edid);
   static const HI_U8 header[] = {0x00, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0x00, 0x52, 0x6C, 0x80, 0x10};
   std::memcpy(edid->u8Edid, header, sizeof header);
   edid->u8Edid[126] = 1;  // one extension block
+  static const HI_U8 cea[] = {0x02, 0x03, 0x04, 0x00};
+  std::memcpy(edid->u8Edid + 128, cea, sizeof cea);
   for (int block = 0; block < 2; ++block) {
     HI_U8 sum = 0;
     for (int i = 0; i < 127; ++i) sum = static_cast<HI_U8>(sum + edid->u8Edid[block * 128 + i]);
@@ -173,18 +202,27 @@ HI_S32 HI_MPI_HDMI_Force_GetEDID(HI_HDMI_ID_E id, HI_HDMI_EDID_S* edid) {
 HI_S32 HI_MPI_HDMI_SetAVMute(HI_HDMI_ID_E id, HI_BOOL mute) {
   Found f = opened(id);
   if (!f.o) return f.rc;
-  if (!flag(mute)) return fault(ILLEGAL_PARAM);
+  if (!flag(mute)) return HI_ERR_HDMI_INVALID_PARA;
   f.o->values["muted"] = mute;
   return HI_SUCCESS;
 }
 
 HI_S32 HI_MPI_HDMI_SetDeepColor(HI_HDMI_ID_E id, HI_HDMI_DEEP_COLOR_E mode) {
-  return store(kMod, opened(id), "DeepColor", &mode,
-               [](HI_HDMI_DEEP_COLOR_E d) { return deepColor(d) ? HI_SUCCESS : fault(ILLEGAL_PARAM); });
+  Found f = opened(id);
+  if (!f.o) return f.rc;
+  if (HI_S32 bad = judgeDeepColor(mode)) return bad;
+  HI_HDMI_ATTR_S a = attrOf(*f.o);
+  a.enDeepColorMode = mode;
+  f.o->put("Attr", a);
+  return HI_SUCCESS;
 }
 
 HI_S32 HI_MPI_HDMI_GetDeepColor(HI_HDMI_ID_E id, HI_HDMI_DEEP_COLOR_E* mode) {
-  return load(kMod, opened(id), "DeepColor", mode, HI_HDMI_DEEP_COLOR_OFF);
+  Found f = opened(id);
+  if (!f.o) return f.rc;
+  if (!mode) return HI_ERR_HDMI_NUL_PTR;
+  *mode = attrOf(*f.o).enDeepColorMode;
+  return HI_SUCCESS;
 }
 
 }  // namespace h

@@ -8,9 +8,12 @@
 // capture; extended covers on capture, processing and display; lines and
 // mosaics on processing and display), once per channel, with channel
 // attributes of its own type; what is stored per channel is what
-// GetDisplayAttr answers. Destroying a region still attached detaches it and
-// is reported as a finding. The picture draws each region with dotted edges
-// to its channels.
+// GetDisplayAttr answers. A channel draws at most 8 regions of each type (4
+// mosaics); one more is refused with "no buffer". An overlay on an encoder
+// lies on one of the layers 0 to 7, and an overlay attached anywhere keeps
+// its size. Destroying a region still attached detaches it and is reported
+// as a finding. The picture draws each region with dotted edges to its
+// channels.
 #include <string>
 
 #include "stored.h"
@@ -72,15 +75,39 @@ std::string attachment(const MPP_CHN_S& c) {
   return "on " + std::to_string(c.enModId) + "/" + std::to_string(c.s32DevId) + "/" + std::to_string(c.s32ChnId);
 }
 
-// The channel attributes must be of the region's own type.
-HI_S32 judgeChnAttr(const Object& r, const RGN_CHN_ATTR_S& a) {
+RGN_TYPE_E typeOf(const Object& r) {
   RGN_ATTR_S attr{};
   r.get("Attr", &attr);
-  if (a.enType != attr.enType || (a.bShow != HI_TRUE && a.bShow != HI_FALSE)) return fault(ILLEGAL_PARAM);
+  return attr.enType;
+}
+
+// The channel attributes must be of the region's own type.
+HI_S32 judgeChnAttr(const Object& r, const RGN_CHN_ATTR_S& a) {
+  if (a.enType != typeOf(r) || (a.bShow != HI_TRUE && a.bShow != HI_FALSE)) return fault(ILLEGAL_PARAM);
+  if (a.enType == OVERLAY_RGN && a.unChnAttr.stOverlayChn.u32Layer > 7) return fault(ILLEGAL_PARAM);
   return HI_SUCCESS;
 }
 
 int attachments(const Object& r) { return static_cast<int>(r.attached.size()); }
+
+// How many regions of a type one channel draws.
+int perChannel(RGN_TYPE_E type) { return type == MOSAIC_RGN ? 4 : 8; }
+
+// Regions of a type attached to a channel.
+int drawnOn(const Key& target, RGN_TYPE_E type) {
+  int n = 0;
+  for (const Key& k : objects(kMod)) {
+    const Object* r = find(k);
+    if (r && r->attached.count(target) && typeOf(*r) == type) ++n;
+  }
+  return n;
+}
+
+bool sameSize(const RGN_ATTR_S& a, const RGN_ATTR_S& b) {
+  const SIZE_S& x = a.enType == OVERLAYEX_RGN ? a.unAttr.stOverlayEx.stSize : a.unAttr.stOverlay.stSize;
+  const SIZE_S& y = b.enType == OVERLAYEX_RGN ? b.unAttr.stOverlayEx.stSize : b.unAttr.stOverlay.stSize;
+  return x.u32Width == y.u32Width && x.u32Height == y.u32Height;
+}
 
 }  // namespace
 
@@ -117,6 +144,8 @@ HI_S32 HI_MPI_RGN_SetAttr(RGN_HANDLE h, const RGN_ATTR_S* attr) {
   r.o->get("Attr", &now);
   if (attr->enType != now.enType) return fault(NOT_PERM);
   if (HI_S32 bad = judgeAttr(*attr)) return bad;
+  bool overlay = now.enType == OVERLAY_RGN || now.enType == OVERLAYEX_RGN;
+  if (overlay && attachments(*r.o) && !sameSize(*attr, now)) return fault(NOT_PERM);
   r.o->put("Attr", *attr);
   return HI_SUCCESS;
 }
@@ -134,6 +163,7 @@ HI_S32 HI_MPI_RGN_AttachToChn(RGN_HANDLE h, const MPP_CHN_S* chn, const RGN_CHN_
   if (!endpoint_exists(target)) return fault(UNEXIST);
   if (r.o->has(attachment(*chn))) return fault(EXIST);
   if (HI_S32 bad = judgeChnAttr(*r.o, *attr)) return bad;
+  if (drawnOn(target, a.enType) >= perChannel(a.enType)) return fault(NOBUF);
   r.o->put(attachment(*chn), *attr);
   r.o->attached.insert(target);
   return HI_SUCCESS;

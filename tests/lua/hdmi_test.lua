@@ -23,11 +23,13 @@ describe("HDMI.GetInterface", function()
   it("gives interface 0 for 0, nothing or a non-number, and logs any other number", function()
     local out, err = support.run([[
       require "tessel"
-      print(Tessel.HDMI.GetInterface(1), Tessel.HDMI.GetInterface() ~= nil, Tessel.HDMI.GetInterface("x") ~= nil)
+      print(Tessel.HDMI.GetInterface(1), Tessel.HDMI.GetInterface() ~= nil, Tessel.HDMI.GetInterface("x") ~= nil,
+            Tessel.HDMI.GetInterface(0.0) ~= nil, Tessel.HDMI.GetInterface(0.5))
       print(select("#", Tessel.HDMI.Init()))
     ]])
-    assert.are.equal("nil\ttrue\ttrue\n0\n", out)
-    assert.are.same({ { reporter = "GetInterface", message = "Invalid HDMI interface number:1, valid range is [0,1)!" } },
+    assert.are.equal("nil\ttrue\ttrue\ttrue\tnil\n0\n", out)
+    assert.are.same({ { reporter = "GetInterface", message = "Invalid HDMI interface number:1, valid range is [0,1)!" },
+                      { reporter = "GetInterface", message = "Invalid HDMI interface number:0.5, valid range is [0,1)!" } },
                     support.diagnostics(err))
   end)
 end)
@@ -74,8 +76,8 @@ describe("HDMI attributes", function()
     assert.are.equal(0, #calls_named("HI_MPI_HDMI_SetAttr"))
     local ok, msg = hdmi:SetAttr("1080P60")
     assert.matches("^Invalid attrs %[@SetAttr: line %d+%]$", msg)
-    ok, msg = hdmi:SetAttr({ enSampleRate = 12345 })
-    assert.matches("^Set HDMI attributes fail %[@SetAttr: line %d+ %- error=A0288003%]$", msg)
+    ok, msg = hdmi:SetAttr({ bEnableAudio = true, enSampleRate = 12345, enBitDepth = 16 })
+    assert.matches("^Set HDMI attributes fail %[@SetAttr: line %d+ %- error=A0288002%]$", msg)
   end)
 
   it("set deep colour alone, reading it back in bits under the name SetAttr on failure", function()
@@ -110,32 +112,58 @@ describe("the HDMI sink", function()
     local edid = hdmi:ForceGetEDID()
     assert.are.equal(256, #edid)
     assert.are.equal("\0\255\255\255\255\255\255\0", edid:sub(1, 8))
+    for block = 0, 1 do
+      local sum = 0
+      for i = 1, 128 do sum = sum + edid:byte(block * 128 + i) end
+      assert.are.equal(0, sum % 256)
+    end
     local closed = HDMI.GetInterface()
     closed:Close()
     local ok, msg = closed:ForceGetEDID()
     assert.is_nil(ok)
-    assert.matches("^Get HDMI EDID fail %[@ForceGetEDID: line %d+ %- error=A0288009%]$", msg)
+    assert.matches("^Get HDMI EDID fail %[@ForceGetEDID: line %d+ %- error=A0288004%]$", msg)
   end)
 end)
 
 describe("the simulated HDMI transmitter", function()
   before_each(fresh)
 
-  it("opens before anything, stops before closing, and is stopped and closed with its object", function()
+  it("opens without Init, stops and closes in that order, and is stopped and closed with its object", function()
     local hdmi = HDMI.GetInterface()
-    assert.are.equal(s32(0xA0288009), hdmi:Start())
+    assert.are.equal(s32(0xA0288004), hdmi:Start())  -- not open
     assert.are.same({ 0, 0 }, { hdmi:Open(), hdmi:Start() })
+    assert.are.equal(0, #calls_named("HI_MPI_HDMI_Init"))
+    assert.matches('label="HDMI 0/0", style="bold,filled"', sim.dot(), 1, true)
     assert.are.equal(0, hdmi:SetAVMute(true))
     sim.clear()
     assert.are.equal(0, hdmi:Close())  -- stops first
     assert.are.same({ "HI_MPI_HDMI_Stop", "HI_MPI_HDMI_Close" }, { sim.calls()[1].name, sim.calls()[2].name })
-    assert.are.equal(0, hdmi:Open())
-    assert.are.equal(0, hdmi:Start())
+    assert.are.same({ 0, 0 }, { hdmi:Open(), hdmi:Start() })
     assert.are.equal(0, select("#", hdmi:SetInfoFrame({})))
+    sim.clear()
     hdmi = nil
     collectgarbage()
     collectgarbage()
-    assert.are.same({ 0, 0 }, { last_call("HI_MPI_HDMI_Stop").ret, last_call("HI_MPI_HDMI_Close").ret })
+    local calls = sim.calls()
+    assert.are.same({ "HI_MPI_HDMI_Stop", 0, "HI_MPI_HDMI_Close", 0 },
+                    { calls[1].name, calls[1].ret, calls[2].name, calls[2].ret })
     assert.are.equal(0, HDMI.DeInit())
+  end)
+
+  it("judges attributes with the HDMI library's codes, audio only when it is on", function()
+    local hdmi = opened()
+    local video = { bEnableHdmi = true, bEnableVideo = true, enVideoFmt = "720P60", enDeepColorMode = 30 }
+    assert.is_true(hdmi:SetAttr(video))  -- audio off: its rate and depth are not looked at
+    assert.are.equal(30, hdmi:GetDeepColor())
+    video.bEnableAudio, video.enSampleRate, video.enBitDepth = true, 48000, 12
+    local ok, msg = hdmi:SetAttr(video)
+    assert.matches("error=A0288002%]$", msg)
+    video.enBitDepth, video.enDeepColorMode = 24, 36  -- the monitor has no 36-bit colour
+    ok, msg = hdmi:SetAttr(video)
+    assert.matches("error=A028800A%]$", msg)
+    ok, msg = hdmi:SetDeepColor(36)
+    assert.matches("^Set HDMI deep color fail %[@SetDeepColor: line %d+ %- error=A028800A%]$", msg)
+    assert.is_true(hdmi:SetDeepColor(24))  -- one setting, seen by the attributes too
+    assert.are.equal(24, hdmi:GetAttr().enDeepColorMode)
   end)
 end)

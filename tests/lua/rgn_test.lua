@@ -124,11 +124,18 @@ describe("RGN targets", function()
       { { region:AttachToChn(0, 0) }, "Invalid channel id" },
       { { region:AttachToChn(6, 0, 0, 5) }, "Invalid region channel attributes" },
       { { region:AttachToChn(io.stdout, ON_ENCODER) }, "Invalid channel object" },
+      -- a nil counts as a missing argument rather than a number of the wrong type
+      { { region:AttachToChn(nil, ON_ENCODER) }, "Invalid arguments" },
+      { { region:AttachToChn(8, nil, 2, ON_ENCODER) }, "Invalid device id" },
+      { { region:AttachToChn(8, 0, nil, ON_ENCODER) }, "Invalid channel id" },
     }) do
       assert.is_nil(case[1][1])
       assert.matches("^" .. case[2] .. " %[@AttachToChn: line %d+%]$", case[1][2])
     end
-    assert.has_error(function() region:AttachToChn(Tessel.VO.GetDevice(0), ON_ENCODER) end)
+    assert.are.equal(1, #calls_named("HI_MPI_RGN_AttachToChn"))  -- only the first, which went through
+    local raised, err = pcall(region.AttachToChn, region, Tessel.VO.GetDevice(0), ON_ENCODER)
+    assert.is_false(raised)
+    assert.matches("MPPChannel expected, got VODevice", err, 1, true)
     local ok, msg = region:DetachFromChn(8, 0, 2)
     assert.matches("^Fail to detach from channel %[@DetachFromChn: line %d+ %- error=A0038005%]$", msg)
   end)
@@ -163,6 +170,24 @@ describe("the simulated region hardware", function()
     -- destroying it attached goes through and is reported
     assert.are.equal(0, region:Destroy())
     assert.are.equal("region-destroyed-while-attached", sim.check()[1].rule)
+  end)
+
+  it("draws at most 8 overlays per encoder channel, on layers 0 to 7, and keeps an attached overlay's size", function()
+    local venc = encoder(2)
+    local regions = {}
+    for h = 1, 9 do regions[h] = RGN.CreateRegion(h, OSD) end
+    local high = { bShow = true, enType = "OVERLAY", attr = { stPoint = { 0, 0 }, u32Layer = 8 } }
+    local ok, msg = regions[1]:AttachToChn(venc, high)
+    assert.matches("error=A0038003%]$", msg)
+    for h = 1, 8 do assert.is_true(regions[h]:AttachToChn(venc, ON_ENCODER)) end
+    ok, msg = regions[9]:AttachToChn(venc, ON_ENCODER)
+    assert.matches("^Fail to attach to channel %[@AttachToChn: line %d+ %- error=A003800D%]$", msg)
+    assert.is_true(regions[8]:DetachFromChn(venc))
+    assert.is_true(regions[9]:AttachToChn(venc, ON_ENCODER))
+    local bigger = { type = "OVERLAY", attr = { enPixelFmt = "RGB_1555", stSize = { 640, 32 } } }
+    ok, msg = regions[1]:SetAttr(bigger)
+    assert.matches("error=A0038009%]$", msg)
+    assert.is_true(regions[8]:SetAttr(bigger))  -- detached: free to grow
   end)
 
   it("needs the system up, a drawable format and an even size", function()

@@ -7,15 +7,17 @@
 namespace Tessel {
 
 // GetInterface([id]): interface 0 for 0, nothing or anything but a number;
-// any other number is logged and answers nil.
+// any other number, fractions included, is logged and answers nil.
 int HDMI::GetInterface(lua_State* L) {
-  if (lua_type(L, 1) == LUA_TNUMBER) {
-    lua_Integer id = luaL_checkinteger(L, 1);
-    if (id != 0) {
-      TESSEL_DIAG("Invalid HDMI interface number:" << id << ", valid range is [0," << HI_HDMI_ID_BUTT << ")!");
-      lua_pushnil(L);
-      return 1;
-    }
+  if (lua_type(L, 1) == LUA_TNUMBER && lua_tonumber(L, 1) != 0) {
+    if (lua_isinteger(L, 1))
+      TESSEL_DIAG("Invalid HDMI interface number:" << lua_tointeger(L, 1) << ", valid range is [0,"
+                                                    << HI_HDMI_ID_BUTT << ")!");
+    else
+      TESSEL_DIAG("Invalid HDMI interface number:" << lua_tonumber(L, 1) << ", valid range is [0,"
+                                                    << HI_HDMI_ID_BUTT << ")!");
+    lua_pushnil(L);
+    return 1;
   }
   push(L, RefCountedObjectPtr<HDMIInterface>(new HDMIInterface(HI_HDMI_ID_0)));
   return 1;
