@@ -1,4 +1,4 @@
-# Entry points: make (build), make demo, make test, make bench, make fuzz.
+# Entry points: make (build), make demo, make test, make doc, make bench, make fuzz.
 # Each target first installs what is missing on a Debian 12 machine.
 
 BUILD      ?= build
@@ -11,7 +11,7 @@ ITERATIONS ?= 1000000
 # What building and the demo need, and what the tests and benchmarks add.
 DEMO_PACKAGES = cmake g++ make pkg-config lua5.3 liblua5.3-dev graphviz
 DEB_PACKAGES  = $(DEMO_PACKAGES) lua-busted lua-check libgtest-dev libbenchmark-dev \
-                g++-arm-linux-gnueabi qemu-user luarocks
+                g++-arm-linux-gnueabi qemu-user luarocks lua-ldoc lua-markdown
 
 # The 32-bit ARM run: Debian's armel builds of what the tests load, unpacked
 # into a build-local root (no multiarch install), run under qemu-arm.
@@ -24,7 +24,7 @@ ARM_APT       = -o APT::Architecture=armel -o APT::Architectures::=armel \
                 -o Dir::Cache=$(abspath $(ARM_ROOT)).apt/cache \
                 -o Dir::State::status=/dev/null -o APT::Sandbox::User=root
 
-.PHONY: all build build-arm deps deps-demo demo test test-host test-asan test-arm bench fuzz clean
+.PHONY: all build build-arm deps deps-demo demo test test-host test-asan test-arm doc bench fuzz clean
 
 all: build
 
@@ -52,6 +52,11 @@ demo: deps-demo
 	@echo "Building tessel (output in $(BUILD)/build.log)"
 	@cmake --build $(BUILD) -j $(JOBS) --target tessel tessel_sim >$(BUILD)/build.log 2>&1 || { cat $(BUILD)/build.log; exit 1; }
 	@LUA_CPATH='$(BUILD)/lua/?.so;;' $(LUA) examples/demo.lua
+
+# The reference: HTML pages and the annotation file for language servers
+# (build/doc/meta/tessel.lua).
+doc: build
+	cmake --build $(BUILD) --target doc
 
 # Every test of the host build, then the Lua tests again under ASan and UBSan,
 # then the unit, Lua and robustness tests built for the board's CPU.

@@ -37,8 +37,8 @@ A region is created once by handle (0 to 1023) with its type and, for overlays, 
 and size, then attached to the channels of other modules (capture, processing, encoding,
 display) with display attributes of its own per channel. The region tables select their union
 member by type: `{type = "OVERLAY", attr = OVERLAY_ATTR_S}` for the region,
-`{bShow = true, enType = "OVERLAY", attr = OVERLAY_CHN_ATTR_S}` per channel (**note `type`
-against `enType`**). Type names are "OVERLAY", "COVER", "COVEREX", "OVERLAYEX", "LINE" and
+`{bShow = true, enType = "OVERLAY", attr = OVERLAY_CHN_ATTR_S}` per channel (note `type`
+against `enType`). Type names are "OVERLAY", "COVER", "COVEREX", "OVERLAYEX", "LINE" and
 "MOSAIC", in any case.
 @module rgn
 */
@@ -74,8 +74,9 @@ class Region : public RefCountedObjectType<int> {
   @function Create
   @tparam RGN_ATTR_S attrs `type` and, for "OVERLAY" and "OVERLAYEX", `attr` with `enPixelFmt`,
   `u32BgColor` and `stSize`; read from the last argument
-  @return `true`, or `nil` and a conversion message ("RGN_ATTR_S must be a table for structure
-  convension", "Invalid region type", ...), or "Fail to create region" with the code
+  @return `true`, or `nil` and a conversion message
+  (`"RGN_ATTR_S must be a table for structure convension"`, "Invalid region type", ...), or
+  "Fail to create region" with the code
   @usage assert(Tessel.RGN.GetRegion(0):Create{type = "OVERLAY",
   attr = {enPixelFmt = "RGB_1555", stSize = {u32Width = 320, u32Height = 32}}})
   */
@@ -105,11 +106,11 @@ class Region : public RefCountedObjectType<int> {
 
   `attr` follows `enType`: "OVERLAY" `OVERLAY_CHN_ATTR_S` (`stPoint`, `u32FgAlpha`, `u32BgAlpha`,
   `u32Layer`, `stQpInfo`, `stInvertColor` whose `enChgMod` is "<LUM" or ">LUM"); "OVERLAYEX" the
-  first four of these; "COVER" and "COVEREX" `enCoverType` ("RECT", or "QUAD" / "QUAD_RANGLE"),
+  first four of these; "COVER" and "COVEREX" `enCoverType` ("RECT", or "QUAD" / `"QUAD_RANGLE"`),
   `cover` (a `RECT_S`, or `RGN_QUADRANGLE_S` with `bSolid`, `u32LineWidth` and 4 points in
   `stPoint`), `u32Color`, `u32Layer`; "LINE" `u32LineWidth`, `u32LineColor`, 2 points in
   `stLinePoints`; "MOSAIC" `stRect`, `enBlkSize` (the platform's number), `u32Layer`.
-  **Unknown area or colour-change names are not refused**: they store 2, which the platform
+  __Unknown area or colour-change names are not refused__: they store 2, which the platform
   refuses or misreads.
   @function AttachToChn
   @tparam MPPChannel|int target a channel object, or module number followed by device and channel
@@ -152,7 +153,7 @@ class Region : public RefCountedObjectType<int> {
   */
   int SetAttachField(lua_State* L);
   /*** Reads the fields the region is drawn on (`HI_MPI_RGN_GetAttachField`).
-  **Its failure is reported in the setter's words.**
+  __Its failure is reported in the setter's words.__
   @function GetAttachField
   @treturn string "TOP", "BOTTOM", "INTERLACED" or "FRAME"; a single `nil` for a value without a
   name; or `nil` and "Fail to set region attach field" with the code
@@ -175,15 +176,15 @@ class RGN {
   */
   static int get_MaxRegions() { return kRgnMaxRegions; }
   /*** Creates region `handle` (see `Region:Create`).
-  **The region object is returned even when creation failed**: check with `GetAttr`, or call
+  __The region object is returned even when creation failed__: check with `GetAttr`, or call
   `Tessel.RGN.GetRegion(handle):Create(attrs)` to receive the reason.
   @function CreateRegion
   @static
   @int handle 0 to 1023
   @tparam RGN_ATTR_S attrs
   @treturn Region the region; `nil` out of range, with
-  "Region ID out of range. Valid range is [0,1024)" on standard error, **reported under the name
-  `GetRegion`**
+  "Region ID out of range. Valid range is [0,1024)" on standard error, __reported under the name__
+  `GetRegion`
   @usage local osd = Tessel.RGN.CreateRegion(0, {type = "OVERLAY",
   attr = {enPixelFmt = "RGB_1555", stSize = {320, 32}}})
   */

@@ -78,12 +78,12 @@ class HDMIInterface : public RefCountedObjectType<int> {
   /*** Sets the transmitter attributes (`HI_MPI_HDMI_SetAttr`).
 
   `enVideoFmt` is a format name ("1080P60", "720P60", "3840x2160@30", ...; any case; "SECAM" and
-  "SECAM_SIN" both give 17) or a number; `enVidOutMode` "RGB444", "YCBCR422" or "YCBCR444";
+  `"SECAM_SIN"` both give 17) or a number; `enVidOutMode` "RGB444", "YCBCR422" or "YCBCR444";
   `enDeepColorMode` bits per pixel (24, 30, 36; any other number of 24 or more switches deep
   colour off, a number below 24 is the platform's value itself); `enSoundIntf` "I2S", "SPDIF",
   "HBR" or "DEFAULT" (I2S); `enSampleRate` in hertz and `enBitDepth` in bits, 48000 and 16 when
   the value is not a number. Flags take a boolean or a number (non-zero is true).
-  **Absent keys are zero** (an absent `enSampleRate` is 0, not 48000), and so are the platform's
+  __Absent keys are zero__ (an absent `enSampleRate` is 0, not 48000), and so are the platform's
   members the table has no key for (`eOutCscQuantization` and those after `u83DParam`): to
   change one key, change it in the table `GetAttr` returned.
   Info frames are switched here, with the four `bEnable...InfoFrame` keys.
@@ -98,7 +98,7 @@ class HDMIInterface : public RefCountedObjectType<int> {
   */
   int SetAttr(lua_State* L);
   /*** Reads the transmitter attributes (`HI_MPI_HDMI_GetAttr`), every key present: formats by
-  name (17 as "SECAM_SIN"), deep colour in bits per pixel (24, 30, 36, 255). An output mode
+  name (17 as `"SECAM_SIN"`), deep colour in bits per pixel (24, 30, 36, 255). An output mode
   without a name leaves `enVidOutMode` out, and so does a deep colour value without a depth.
   @function GetAttr
   @treturn HI_HDMI_ATTR_S the attributes, or `nil` and "Get HDMI attributes fail" with the code,
@@ -106,7 +106,7 @@ class HDMIInterface : public RefCountedObjectType<int> {
   */
   int GetAttr(lua_State* L);
   /*** What the monitor can show (`HI_MPI_HDMI_GetSinkCapability`).
-  **`bVideoFmtSupported` is not an array of flags but the names of the supported formats**, in
+  `bVideoFmtSupported` is not an array of flags but the names of the supported formats, in
   ascending order; `enNativeVideoFormat` is a name, `u8IDManufactureName` the manufacturer code
   as a string of up to 4 characters; of the audio capabilities only their count
   `u32AudioInfoNum` is given.
@@ -118,7 +118,7 @@ class HDMIInterface : public RefCountedObjectType<int> {
   */
   int GetSinkCapability(lua_State* L);
   /*** Mutes or restores picture and sound (`HI_MPI_HDMI_SetAVMute`). The argument counts by Lua
-  truth: **`SetAVMute(0)` mutes**; pass `false` to restore.
+  truth: `SetAVMute(0)` __mutes__; pass `false` to restore.
   @function SetAVMute
   @bool mute
   @treturn int 0 or the platform's error code
@@ -141,7 +141,7 @@ class HDMIInterface : public RefCountedObjectType<int> {
   */
   int SetDeepColor(lua_State* L);
   /*** Reads the deep colour (`HI_MPI_HDMI_GetDeepColor`).
-  **Its failure is reported under the name `SetAttr`** (`[@SetAttr: line N - error=...]`).
+  Its failure is reported under the name `SetAttr` (`[@SetAttr: line N - error=...]`).
   @function GetDeepColor
   @treturn int 24, 30, 36, or 255 (off); a single `nil` for a platform value without a depth; or
   `nil` and "Get HDMI deep color fail" with the code

@@ -89,14 +89,14 @@ class VODevice : public RefCountedObjectType<int> {
   /*** Sets the public attributes: interfaces, timing, background colour (`HI_MPI_VO_SetPubAttr`),
   while the device is disabled. The structure starts zeroed: give every key.
   `enIntfType` is a number (the bit set itself), one name, or an array of names OR-ed together
-  ("CVBS", "YPBPR", "VGA", "BT656", "BT1120", "HDMI", "LCD", "BT656_H", "BT656_L", any case;
+  ("CVBS", "YPBPR", "VGA", "BT656", "BT1120", "HDMI", "LCD", `"BT656_H"`, `"BT656_L"`, any case;
   in an array, elements that are not known names are skipped). `enIntfSync` is a number or one
   of the 34 timing names, any case ("PAL", "NTSC", "1080P60", "1920x1200@60", ..., "USER"); a
   value of another type is skipped and leaves "PAL". `stSyncInfo` (`VO_SYNC_INFO_S`) is the user
   timing, used with "USER".
   @function SetPubAttr
   @tparam VO_PUB_ATTR_S attrs keys `u32BgColor`, `enIntfType`, `enIntfSync`, `stSyncInfo`
-  @return `true`, or `nil` and "VO_PUB_ATTR_S must be a table for structure convension",
+  @return `true`, or `nil` and `"VO_PUB_ATTR_S must be a table for structure convension"`,
   "Invalid vout interface type" (an unknown name alone), "Invalid interface type" (neither
   number, string nor table), "Invalid VOUT sync type" (an unknown timing name), or
   "Fail to set VO device pub attributes" with the code
@@ -118,7 +118,7 @@ class VODevice : public RefCountedObjectType<int> {
   */
   int SetFrameRate(HI_U32 rate) { return HI_MPI_VO_SetDevFrameRate(m_devId, rate); }
   /*** Reads the device's frame rate (`HI_MPI_VO_GetDevFrameRate`).
-  **The result is the rate or the error code**: a failure answers the platform's code in place
+  __The result is the rate or the error code__: a failure answers the platform's code in place
   of the rate, as a large positive number (its top bit is set); compare with the codes of
   `require "tessel.errors"` or treat anything above the plausible as a failure.
   @function GetFrameRate
@@ -132,7 +132,7 @@ class VODevice : public RefCountedObjectType<int> {
   */
   int SetVtth(HI_U32 vtth) { return HI_MPI_VO_SetVtth(m_devId, vtth); }
   /*** Reads the device's interrupt threshold (`HI_MPI_VO_GetVtth`).
-  **The result is the threshold or the error code** (unsigned, from 2^31 up), as `GetFrameRate`.
+  __The result is the threshold or the error code__ (unsigned, from 2^31 up), as `GetFrameRate`.
   @function GetVtth
   @treturn int the threshold, or the platform's error code
   */
@@ -223,7 +223,7 @@ class VOLayer : public RefCountedObjectType<int> {
   */
   int SetCompress(bool on);
   /*** Whether the layer compresses (`HI_MPI_VO_GetVideoLayerCompressAttr`).
-  **`false` also when the call fails**: a failure cannot be told from "off".
+  `false` also when the call fails: a failure cannot be told from "off".
   @function GetCompress
   @treturn bool
   */
@@ -233,7 +233,7 @@ class VOLayer : public RefCountedObjectType<int> {
   @function SetAttr
   @tparam VO_VIDEO_LAYER_ATTR_S attrs keys `stDispRect`, `stImageSize`, `u32DispFrmRt`,
   `enPixFormat`, `bDoubleFrame`, `bClusterMode`
-  @return `true`, or `nil` and "VO_VIDEO_LAYER_ATTR_S must be a table for structure convension",
+  @return `true`, or `nil` and `"VO_VIDEO_LAYER_ATTR_S must be a table for structure convension"`,
   another conversion message, or "Fail to set video layer attributes" with the code
   @usage layer:SetAttr{stDispRect = {0, 0, 1920, 1080}, stImageSize = {1920, 1080},
   u32DispFrmRt = 60, enPixFormat = "YUV_SEMIPLANAR_420"}
@@ -252,7 +252,7 @@ class VOLayer : public RefCountedObjectType<int> {
   */
   int SetPriority(HI_U32 priority) { return HI_MPI_VO_SetVideoLayerPriority(m_layerId, priority); }
   /*** Reads the layer's priority (`HI_MPI_VO_GetVideoLayerPriority`).
-  **The result is the priority or the error code** (unsigned, from 2^31 up), as
+  __The result is the priority or the error code__ (unsigned, from 2^31 up), as
   `VODevice:GetFrameRate`.
   @function GetPriority
   @treturn int the priority, or the platform's error code
@@ -290,7 +290,7 @@ class VOLayer : public RefCountedObjectType<int> {
   */
   int SetPlayToleration(HI_U32 ms) { return HI_MPI_VO_SetPlayToleration(m_layerId, ms); }
   /*** Reads the play toleration (`HI_MPI_VO_GetPlayToleration`).
-  **The result is the toleration or the error code** (unsigned, from 2^31 up).
+  __The result is the toleration or the error code__ (unsigned, from 2^31 up).
   @function GetPlayToleration
   @treturn int the toleration in milliseconds, or the platform's error code
   */
@@ -302,7 +302,7 @@ class VOLayer : public RefCountedObjectType<int> {
   */
   int SetDispBufLen(HI_U32 length) { return HI_MPI_VO_SetDispBufLen(m_layerId, length); }
   /*** Reads the display buffer length (`HI_MPI_VO_GetDispBufLen`).
-  **The result is the length or the error code** (unsigned, from 2^31 up).
+  __The result is the length or the error code__ (unsigned, from 2^31 up).
   @function GetDispBufLen
   @treturn int the length, or the platform's error code
   */
@@ -318,7 +318,7 @@ class VOLayer : public RefCountedObjectType<int> {
   */
   int Bind(lua_State* L);
   /*** Unbinds the layer from a device (`HI_MPI_VO_UnBindVideoLayer`).
-  **A refusal answers `nil` and the platform's code as a number (negative), not a message**,
+  A refusal answers `nil` and the platform's code as a number (negative), not a message,
   unlike `Bind`.
   @function UnBind
   @tparam VODevice|int dev the device, or its number
@@ -430,7 +430,7 @@ class VOChannel : public Channel, public RefCountedObjectType<int> {
   */
   int SetFrameRate(int rate) { return HI_MPI_VO_SetChnFrameRate(m_devId, m_chnId, rate); }
   /*** Reads the channel's frame rate (`HI_MPI_VO_GetChnFrameRate`).
-  **The result is the rate or the error code**: a failure answers the platform's code (negative)
+  __The result is the rate or the error code__: a failure answers the platform's code (negative)
   in place of the rate.
   @function GetFrameRate
   @treturn int the rate, or the platform's error code (negative)
@@ -484,13 +484,13 @@ class VOChannel : public Channel, public RefCountedObjectType<int> {
   @tparam string|int type
   @tparam RECT_S|VO_ZOOM_RATIO_S window
   @return `true`, or `nil` and "Invalid ratio type" (neither string nor number),
-  "Invalid rect structure", "Invalid zoom ratio structure", "Invalid VO_ZOOM_RATIO_S fields", or
+  "Invalid rect structure", "Invalid zoom ratio structure", `"Invalid VO_ZOOM_RATIO_S fields"`, or
   "Fail to set zoom in window" with the code
   @usage chn:SetZoomInWindow("RATIO", {250, 250, 500, 500})
   */
   int SetZoomInWindow(lua_State* L);
   /*** Reads the zoom window (`HI_MPI_VO_GetZoomInWindow`).
-  **The type and the table's keys are crossed**: "RECT" comes with the ratio keys
+  __The type and the table's keys are crossed__: "RECT" comes with the ratio keys
   (`u32XRatio`, `u32YRatio`, `u32WRatio`, `u32HRatio`) and "RATIO" with the rectangle keys
   (`s32X`, `s32Y`, `u32Width`, `u32Height`); the numbers are right. To hand a window read back to
   `SetZoomInWindow`, pass its numbers as an array: `{w.s32X, w.s32Y, w.u32Width, w.u32Height}`.
@@ -510,8 +510,8 @@ class VOChannel : public Channel, public RefCountedObjectType<int> {
   @treturn table `{u32ChnBufUsed = n}`, the buffers in use, or a single `nil` when the call fails
   */
   int Query(lua_State* L);
-  /*** Drops the pictures the channel holds (`HI_MPI_VO_ClearChnBuffer`). **Only a Lua `true`
-  clears them all**: a number (even 1) counts as false.
+  /*** Drops the pictures the channel holds (`HI_MPI_VO_ClearChnBuffer`). __Only__ a Lua `true`
+  clears them all: a number (even 1) counts as false.
   @function ClearBuffer
   @bool[opt=false] all
   @return nothing on success; `nil` and the platform's code (a negative number) on failure
@@ -519,7 +519,7 @@ class VOChannel : public Channel, public RefCountedObjectType<int> {
   int ClearBuffer(lua_State* L);
   /*** Sets the border around the window (`HI_MPI_VO_SetChnBorder`). When `enable` is true the
   border is read from `border`; when it is false the border is switched off and `border` not read.
-  **A border that does not convert is reported on standard error**, as
+  __A border that does not convert is reported on standard error__, as
   "Fail to convert border arguments: " and the conversion's text under "SetBorder", and answers
   -1 without calling the platform.
   @function SetBorder
@@ -542,7 +542,7 @@ class VOChannel : public Channel, public RefCountedObjectType<int> {
   */
   int SetReceiveThreshold(HI_U32 n) { return HI_MPI_VO_SetChnReceiveThreshold(m_devId, m_chnId, n); }
   /*** Reads the receive threshold (`HI_MPI_VO_GetChnReceiveThreshold`).
-  **The result is the threshold or the error code** (negative).
+  __The result is the threshold or the error code__ (negative).
   @function GetReceiveThreshold
   @treturn int the threshold, or the platform's error code
   */
@@ -574,7 +574,7 @@ class VOWbc : public Channel, public RefCountedObjectType<int> {
   @tparam VODevice|VOLayer|int source
   @return `true`, or `nil` and "Invalid WBC source type" (an unknown name, another value, or 3),
   "Invalid source device object", "Invalid source layer object", "Invalid source object", or
-  **"fail to set WBC source"** (lower-case first letter) with the code
+  __"fail to set WBC source"__ (lower-case first letter) with the code
   @usage wbc:SetSource("DEVICE", Tessel.VO.GetDevice(0))
   */
   int SetSource(lua_State* L);
@@ -599,13 +599,13 @@ class VOWbc : public Channel, public RefCountedObjectType<int> {
   `enPixelFormat`.
   @function SetAttr
   @tparam VO_WBC_ATTR_S attrs keys `stTargetSize`, `enPixelFormat`, `u32FrameRate`
-  @return `true`, or `nil` and "VO_WBC_ATTR_S must be a table for structure convension", another
+  @return `true`, or `nil` and `"VO_WBC_ATTR_S must be a table for structure convension"`, another
   conversion message, or "Fail to set WBC attributes" with the code
   @usage wbc:SetAttr{stTargetSize = {1280, 720}, enPixelFormat = "YUV_SEMIPLANAR_420", u32FrameRate = 25}
   */
   int SetAttr(lua_State* L);
   /*** Reads the write-back attributes (`HI_MPI_VO_GetWbcAttr`).
-  **The pixel format comes back as `enPixFormat`**, not as the `enPixelFormat` that `SetAttr`
+  The pixel format comes back as `enPixFormat`, not as the `enPixelFormat` that `SetAttr`
   reads: a table read back and handed to `SetAttr` unchanged loses its pixel format. Copy
   `enPixFormat` to `enPixelFormat` first.
   @function GetAttr
@@ -613,8 +613,8 @@ class VOWbc : public Channel, public RefCountedObjectType<int> {
   and "Fail to get WBC attributes" with the code
   */
   int GetAttr(lua_State* L);
-  /*** Sets the write-back mode (`HI_MPI_VO_SetWbcMode`): "NORMAL", "DROP_REPEAT",
-  "PROG_TO_INTL" or "P2I" (the same), any case, or a number.
+  /*** Sets the write-back mode (`HI_MPI_VO_SetWbcMode`): "NORMAL", `"DROP_REPEAT"`,
+  `"PROG_TO_INTL"` or "P2I" (the same), any case, or a number.
   @function SetMode
   @tparam string|int mode
   @return `true`, or `nil` and "Invalid WBC mode type" (an unknown name; nothing is called), or
@@ -623,7 +623,7 @@ class VOWbc : public Channel, public RefCountedObjectType<int> {
   int SetMode(lua_State* L);
   /*** Reads the write-back mode (`HI_MPI_VO_GetWbcMode`).
   @function GetMode
-  @treturn string "NORMAL", "DROP_REPEAT", "PROG_TO_INTL", or "UNKNOWN" for another value; or
+  @treturn string "NORMAL", `"DROP_REPEAT"`, `"PROG_TO_INTL"`, or "UNKNOWN" for another value; or
   `nil` and "Fail to get WBC mode" with the code
   */
   int GetMode(lua_State* L);
@@ -634,7 +634,7 @@ class VOWbc : public Channel, public RefCountedObjectType<int> {
   */
   int SetDepth(HI_U32 depth) { return HI_MPI_VO_SetWbcDepth(m_wbcId, depth); }
   /*** Reads the write-back depth (`HI_MPI_VO_GetWbcDepth`).
-  **The result is the depth or the error code** (negative).
+  __The result is the depth or the error code__ (negative).
   @function GetDepth
   @treturn int the depth, or the platform's error code
   */
@@ -648,8 +648,8 @@ class VOWbc : public Channel, public RefCountedObjectType<int> {
 The module class `Tessel.VO`: devices and layers by number and by kind, the limits of the
 numbering, and the write-back unit.
 
-Every getter makes a new object; **a number out of range gives `nil` and a diagnostic line on
-standard error** under the getter's name (a negative number is out of range), not a Lua error.
+Every getter makes a new object; __a number out of range__ gives `nil` and a diagnostic line on
+standard error under the getter's name (a negative number is out of range), not a Lua error.
 @type VO
 */
 class VO {

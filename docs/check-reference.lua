@@ -1,0 +1,49 @@
+-- The reference is complete: every class, static function, method and
+-- property registered under Tessel has an entry, and every entry names
+-- something registered. Run from the project's root with the built module on
+-- the C path: lua5.3 docs/check-reference.lua [ldoc command]
+require "tessel"
+
+local ldoc = arg[1] or "ldoc"
+local documented = {}
+local p = io.popen('cd docs && LUA_PATH="./?.lua;;" ' .. ldoc .. " -q -c config.ld --filter reference.names . 2>&1")
+for line in p:lines() do documented[line] = true end
+p:close()
+
+-- Names as registered: static functions are held raw by a class table, static
+-- properties by its hidden metatable, methods (functions) and properties
+-- (light userdata) by the member table of its instances; channel classes
+-- also hold the members of MPPChannel, documented once there.
+local registered = {}
+local base = debug.getmetatable(Tessel.MPPChannel).__class.__members
+for className, cls in pairs(Tessel) do
+  registered["class " .. className] = true
+  for name, value in pairs(cls) do
+    if type(value) == "function" then registered[className .. "." .. name] = true end
+  end
+  local mt = debug.getmetatable(cls)
+  for name in pairs(mt.__propget) do registered[className .. "." .. name] = true end
+  for name, value in pairs(mt.__class.__members) do
+    if className == "MPPChannel" or base[name] ~= value then
+      registered[className .. (type(value) == "function" and ":" or ".") .. name] = true
+    end
+  end
+end
+
+local function differences(a, b)
+  local list = {}
+  for name in pairs(a) do
+    if not b[name] then list[#list + 1] = name end
+  end
+  table.sort(list)
+  return list
+end
+
+local missing, unknown = differences(registered, documented), differences(documented, registered)
+for _, name in ipairs(missing) do print("no entry in the reference: " .. name) end
+for _, name in ipairs(unknown) do print("entry names nothing registered: " .. name) end
+local count = 0
+for _ in pairs(registered) do count = count + 1 end
+print(string.format("%d registered names, %d without an entry, %d entries naming nothing",
+                    count, #missing, #unknown))
+os.exit(#missing + #unknown == 0 and 0 or 1)

@@ -1,0 +1,140 @@
+-- LDoc filters over the reference's model (run from docs/, as
+-- `ldoc -q -c config.ld --filter reference.NAME .`):
+--   names  one line per documented class ("class X"), function ("X.f",
+--          "X:m") and property ("X.p"), for the completeness check;
+--   meta   the annotation file for Lua language servers (---@meta): a class
+--          per documented class with its methods and properties, the Tessel
+--          namespace, and a class per table form with its keys.
+-- Runs under LDoc's interpreter, which may be older than Lua 5.3.
+local tables = dofile("tables.lua")
+
+local M = {}
+
+-- The documented classes (LDoc's type sections) and their entries, from the
+-- headers (the guide and the page of table forms are topics, not code).
+local function entries(modules)
+  local list = {}
+  for _, m in ipairs(modules) do
+    if m.file:match("%.h$") then
+      for _, s in ipairs(m.sections or {}) do
+        if s.type == "type" then list[#list + 1] = { class = s, file = m.file } end
+      end
+      for _, item in ipairs(m.items) do
+        if item.type == "function" or item.type == "field" then list[#list + 1] = { item = item } end
+      end
+    end
+  end
+  return list
+end
+
+function M.names(modules)
+  for _, e in ipairs(entries(modules)) do
+    print(e.class and "class " .. e.class.name or e.item.name)
+  end
+end
+
+-- Lua types of LDoc's type words.
+local TYPES = { int = "integer", integer = "integer", bool = "boolean", boolean = "boolean",
+                string = "string", number = "number", tab = "table", table = "table", func = "function" }
+
+local function luaType(t)
+  if not t or t == "" then return "any" end
+  local parts = {}
+  for word in t:gmatch("[^|]+") do parts[#parts + 1] = TYPES[word] or word end
+  return table.concat(parts, "|")
+end
+
+local function comment(text, out)
+  for line in ((text or ""):gsub("%s+$", "")):gmatch("[^\n]+") do
+    out[#out + 1] = "---" .. line:gsub("^%s+", "")
+  end
+end
+
+-- Whether the C++ class after a type's comment derives from the channel base.
+local function isChannel(section, file)
+  local f = io.open(file, "r")
+  if not f then return false end
+  local n, found = 0, false
+  for line in f:lines() do
+    n = n + 1
+    if n >= section.lineno then
+      local decl = line:match("^class%s+[%w_]+%s*(.*)")
+      if decl then
+        found = decl:match("public Channel[,%s{]") ~= nil
+        break
+      end
+    end
+  end
+  f:close()
+  return found
+end
+
+function M.meta(modules)
+  local out = {
+    "---@meta",
+    "-- tessel: annotations for Lua language servers, generated from the reference.",
+    "",
+  }
+  local classes, order = {}, {}
+  for _, e in ipairs(entries(modules)) do
+    local item = e.item
+    if e.class then
+      local s = e.class
+      local c = { name = s.name, summary = s.summary, fields = {}, functions = {},
+                  channel = s.name ~= "MPPChannel" and isChannel(s, e.file) }
+      classes[s.name] = c
+      order[#order + 1] = c
+    else
+      local cls, sep, name = item.name:match("^([%w_]+)([.:])([%w_]+)$")
+      local c = cls and classes[cls]
+      if c and item.type == "field" then
+        local t = item.modifiers and item.modifiers.field and item.modifiers.field[1]
+        c.fields[#c.fields + 1] = { name = name, type = luaType(t and t.type), summary = item.summary }
+      elseif c and item.type == "function" then
+        c.functions[#c.functions + 1] = { name = name, sep = sep, item = item }
+      end
+    end
+  end
+
+  out[#out + 1] = "---The module's namespace, defined by `require \"tessel\"`."
+  out[#out + 1] = "---@class Tessel"
+  for _, c in ipairs(order) do out[#out + 1] = "---@field " .. c.name .. " " .. c.name end
+  out[#out + 1] = "Tessel = {}"
+  out[#out + 1] = ""
+
+  for _, c in ipairs(order) do
+    comment(c.summary, out)
+    out[#out + 1] = "---@class " .. c.name .. (c.channel and " : MPPChannel" or "")
+    for _, f in ipairs(c.fields) do
+      out[#out + 1] = "---@field " .. f.name .. " " .. f.type .. " " .. ((f.summary or ""):gsub("%s+", " "))
+    end
+    out[#out + 1] = "local " .. c.name .. " = {}"
+    out[#out + 1] = ""
+    for _, fn in ipairs(c.functions) do
+      local item = fn.item
+      comment(item.summary, out)
+      local params = item.params or {}
+      local mods = item.modifiers and item.modifiers.param or {}
+      for i, p in ipairs(params) do
+        local m = mods[i] or mods[p] or {}
+        out[#out + 1] = "---@param " .. p .. (m.opt and "?" or "") .. " " .. luaType(m.type)
+      end
+      local rets = item.modifiers and item.modifiers["return"] or {}
+      for _, r in ipairs(rets) do
+        if r.type then out[#out + 1] = "---@return " .. luaType(r.type) end
+      end
+      out[#out + 1] = "function " .. c.name .. fn.sep .. fn.name .. "(" .. table.concat(params, ", ") .. ") end"
+      out[#out + 1] = ""
+    end
+  end
+
+  for _, s in ipairs(tables.scan("..")) do
+    out[#out + 1] = "---@class " .. s.name
+    for _, f in ipairs(s.fields) do out[#out + 1] = "---@field " .. f.key .. " " .. f.type end
+    if s.member then out[#out + 1] = "---@field " .. s.member .. " table" end
+    out[#out + 1] = ""
+  end
+  io.write(table.concat(out, "\n"), "\n")
+end
+
+return M
