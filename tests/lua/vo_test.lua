@@ -389,6 +389,9 @@ describe("the simulated display", function()
     assert(window:SetAttr({ u32Priority = 0, stRect = { 0, 0, 720, 576 } }))
     assert.is_true(Tessel.SYS.Bind(wbc, window))
     assert.are.same({}, sim.check())
+    -- drawn as a source of its own, not as the display channel of the same address
+    assert.matches('"writeback" -> "15_3_0"', sim.dot(), 1, true)
+    assert.is_nil(sim.dot():find('"15_0_0" ->', 1, true))
     assert.are.equal(0, wbc:Disable())
     local findings = sim.check()
     assert.are.same({ "disabled-while-bound", "VO write-back 0 disabled while bound to VOU 3/0" },

@@ -55,6 +55,11 @@ const char* container_of(int mod) {
     }
 }
 
+// Display channels are only ever destinations: a display address bound as a
+// source is the write-back unit, drawn as a node of its own.
+bool is_writeback(const Key& k) { return k.mod == HI_ID_VOU; }
+const Key kWritebackObject{HI_ID_VOU, -1, 0};
+
 std::string node_id(const Key& k) {
     char buf[64];
     std::snprintf(buf, sizeof buf, "\"%d_%d_%d\"", k.mod, k.dev, k.chn);
@@ -166,9 +171,17 @@ std::string dot() {
     std::map<Key, const Object*> drawn;
     for (const auto& o : s.objects)
         if (o.first.dev >= 0 && o.first.chn >= 0) drawn[o.first] = &o.second;
-    for (const auto& b : s.sources)
-        for (const Key& k : {b.first, b.second})
-            if (!drawn.count(k)) drawn[k] = nullptr;
+    bool writeback = false;
+    for (const auto& b : s.sources) {
+        if (!drawn.count(b.first)) drawn[b.first] = nullptr;
+        if (is_writeback(b.second)) writeback = true;
+        else if (!drawn.count(b.second)) drawn[b.second] = nullptr;
+    }
+    if (writeback) {
+        auto w = s.objects.find(kWritebackObject);
+        out += "  \"writeback\" [label=\"VO write-back\", " +
+               std::string(state_style(w == s.objects.end() ? nullptr : &w->second)) + "];\n";
+    }
     std::string marks;  // objects drawn into channels (regions), and their dotted edges
     for (const auto& o : s.objects) {
         if (o.second.attached.empty()) continue;
@@ -216,7 +229,8 @@ std::string dot() {
     for (const auto& n : nodes)
         if (!nested.count(n.first)) cluster(n.first, "  ");
     for (const auto& b : s.sources)
-        out += "  " + node_id(b.second) + " -> " + node_id(b.first) + ";\n";
+        out += "  " + (is_writeback(b.second) ? std::string("\"writeback\"") : node_id(b.second)) + " -> " +
+               node_id(b.first) + ";\n";
     out += marks;
     out += "  subgraph cluster_legend {\n    label=\"legend\";\n    style=solid;\n"
            "    \"legend_created\" [label=\"created\", style=dashed];\n"
