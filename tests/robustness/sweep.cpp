@@ -55,6 +55,7 @@ struct Recorded {
   const char* why;
 };
 
+// 2701033538 is the sweep's failure code A0FE8042 read as an unsigned number.
 constexpr const char* kUnsignedCode = "the value or the code, read as an unsigned number";
 
 const Recorded kRecorded[] = {
@@ -87,11 +88,11 @@ const Recorded kRecorded[] = {
     {"Pool:Destroy", "HI_MPI_VB_DestroyPool", "none", "returns nothing; a refused destroy is not reported"},
     {"VENCChannel:GetColor2Grey", "HI_MPI_VENC_GetColor2Grey", "false", "a boolean getter answers false"},
     {"VPSSChannel:SetRotate", "HI_MPI_VPSS_SetChnOverlay", "number 321", "the module's fixed failure value"},
-    {"VODevice:GetFrameRate", "HI_MPI_VO_GetDevFrameRate", "number 2700984386", kUnsignedCode},
-    {"VODevice:GetVtth", "HI_MPI_VO_GetVtth", "number 2700984386", kUnsignedCode},
-    {"VOLayer:GetPriority", "HI_MPI_VO_GetVideoLayerPriority", "number 2700984386", kUnsignedCode},
-    {"VOLayer:GetPlayToleration", "HI_MPI_VO_GetPlayToleration", "number 2700984386", kUnsignedCode},
-    {"VOLayer:GetDispBufLen", "HI_MPI_VO_GetDispBufLen", "number 2700984386", kUnsignedCode},
+    {"VODevice:GetFrameRate", "HI_MPI_VO_GetDevFrameRate", "number 2701033538", kUnsignedCode},
+    {"VODevice:GetVtth", "HI_MPI_VO_GetVtth", "number 2701033538", kUnsignedCode},
+    {"VOLayer:GetPriority", "HI_MPI_VO_GetVideoLayerPriority", "number 2701033538", kUnsignedCode},
+    {"VOLayer:GetPlayToleration", "HI_MPI_VO_GetPlayToleration", "number 2701033538", kUnsignedCode},
+    {"VOLayer:GetDispBufLen", "HI_MPI_VO_GetDispBufLen", "number 2701033538", kUnsignedCode},
 };
 
 const Recorded* recorded(const std::string& call, const std::string& platform) {
