@@ -40,6 +40,90 @@ stay enabled, so disable them yourself. The inner codec's analogue side is set u
 (`Tessel.ACODEC`), at the same sample rate and width.
 @module aio
 */
+
+/***
+The public attributes of an audio device, for `SetPubAttr` of input and output devices. The four
+modes and rates are required; the counts may be left out (0). A value that is not a table fails
+with `"AIO_ATTR_S must be a table for structure convension"`. Read back, the bit width is a number
+of bits (0 for a value that is none of the three) and the modes are names; **a mode without a name
+is left out**, so such a table is refused if handed in again.
+@table AIO_ATTR_S
+@int enSamplerate in hertz: 8000, 11025, 12000, 16000, 22050, 24000, 32000, 44100 or 48000; any
+other value, or none, fails with "Invalid audio sample rate"
+@int enBitwidth in bits: 8, 16 or 24; **a number below 3 is taken as the platform's own value**
+(0, 1, 2 for 8, 16, 24 bits) and any other number is stored without complaint as an invalid width;
+a value that is not a number fails with "Invalid audio bitwidth"
+@tparam string|int enWorkmode "I2S_MASTER", "I2S_SLAVE", "PCM_SLAVE_STD", "PCM_SLAVE_NSTD",
+"PCM_MASTER_STD" or "PCM_MASTER_NSTD" (any case; the short "PCM_SLAVE" and "PCM_MASTER" are
+refused), or the platform's number; otherwise "Invalid audio IO mode"
+@tparam string|int enSoundmode "MONO" or "STEREO" (any case), or the platform's number; **another
+name is stored without complaint** as an invalid mode; a value neither string nor number fails with
+"Invalid audio sound mode"
+@int[opt] u32EXFlag whether 8-bit samples are extended to 16 bits
+@int[opt] u32FrmNum frames the device buffers
+@int[opt] u32PtNumPerFrm samples per frame
+@int[opt] u32ChnCnt channels; the device's `MaxEnabledChannels` after `SetPubAttr` (halved in
+stereo)
+@int[opt] u32ClkChnCnt channels the clock is shared by
+@int[opt] u32ClkSel clock selection
+*/
+
+/***
+The voice quality enhancement of an input channel, for `AIChannel:SetVqeAttr`. The switches,
+the work sample rate and the frame size may be left out (0); the echo, noise, recording-noise,
+equaliser and dynamic-range configurations are not part of the table: they go as zero and are
+not read back. A value that is not a table fails with
+`"AI_VQE_CONFIG_S must be a table for structure convension"`.
+Read back, the switches are numbers, `enWorkstate` is **a number (0 to 2), not a name** (left out
+for another value), and the keys of the filter and gain sub-tables begin with a blank.
+@table AI_VQE_CONFIG_S
+@int[opt] bHpfOpen 1 to switch the high-pass filter on; the switches are numbers, and
+__a boolean is ignored__ (0, off)
+@int[opt] bAecOpen echo cancellation
+@int[opt] bAnrOpen noise reduction
+@int[opt] bRnrOpen recording noise reduction
+@int[opt] bAgcOpen automatic gain control
+@int[opt] bEqOpen equaliser
+@int[opt] bHdrOpen dynamic-range processing
+@int[opt] s32WorkSampleRate the sample rate the enhancement works at, in hertz
+@int[opt] s32FrameSample samples per frame
+@tparam string|int enWorkstate "COMMON", "MUSIC" or "NOISY" (any case), or the platform's number;
+required: a missing value or another name fails with "Invalid audio vqe workstate mode"
+@tparam[opt] AUDIO_HPF_CONFIG_S stHpfCfg the high-pass filter
+@tparam[opt] AUDIO_AGC_CONFIG_S stAgcCfg the automatic gain control
+*/
+
+/***
+The high-pass filter of the voice quality enhancement (`stHpfCfg` of `AI_VQE_CONFIG_S`). A value
+that is not a table leaves the filter zero without complaint. **Read back, the keys begin with a
+blank**: `" bUsrMode"` (0 or 1) and `" enHpfFreq"`, so the table read back is not one to hand in
+again; build that one with the plain keys.
+@table AUDIO_HPF_CONFIG_S
+@tparam[opt] bool|int bUsrMode true (or a non-zero number) to use `enHpfFreq` rather than the
+default; any other value fails with "Invalid audio vqe workstate mode" (sic: the work-state text)
+@int[opt] enHpfFreq the corner frequency in hertz, 80, 120 or 150 (the platform judges the
+number); a value that is not a number fails with "Invalid audio hpf freq model"
+*/
+
+/***
+The automatic gain control of the voice quality enhancement (`stAgcCfg` of `AI_VQE_CONFIG_S`). A
+value that is not a table leaves it zero without complaint; the numbers are copied when they are
+numbers and otherwise left 0, and the `s8` ones are stored in 8 bits. **Read back, the keys begin
+with a blank** (`" bUsrMode"` as 0 or 1, `" s8TargetLevel"` ...), so the table read back is not one
+to hand in again; build that one with the plain keys.
+@table AUDIO_AGC_CONFIG_S
+@tparam[opt] bool|int bUsrMode true (or a non-zero number) to use the values below rather than the
+defaults; any other value fails with "Invalid audio agc config mode"
+@int[opt] s8TargetLevel the level to reach, in dB
+@int[opt] s8NoiseFloor the noise floor, in dB
+@int[opt] s8MaxGain the largest gain, in dB
+@int[opt] s8AdjustSpeed how fast the gain follows
+@int[opt] s8ImproveSNR
+@int[opt] s8UseHighPassFilt
+@int[opt] s8OutputMode
+@int[opt] s16NoiseSupSwitch noise suppression switch
+@int[opt] s32Reserved
+*/
 namespace Tessel {
 
 constexpr int kAudioMaxDevices = 2;

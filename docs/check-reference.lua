@@ -7,7 +7,9 @@ require "tessel"
 local ldoc = arg[1] or "ldoc"
 local documented = {}
 local p = io.popen('cd docs && LUA_PATH="./?.lua;;" ' .. ldoc .. " -q -c config.ld --filter reference.names . 2>&1")
-for line in p:lines() do documented[line] = true end
+for line in p:lines() do
+  if line:match("^class [%w_]+$") or line:match("^[%w_]+[.:][%w_]+$") then documented[line] = true end
+end
 p:close()
 
 -- Names as registered: static functions are held raw by a class table, static

@@ -20,7 +20,11 @@ local function entries(modules)
         if s.type == "type" then list[#list + 1] = { class = s, file = m.file } end
       end
       for _, item in ipairs(m.items) do
-        if item.type == "function" or item.type == "field" then list[#list + 1] = { item = item } end
+        if item.type == "function" or item.type == "field" then
+          list[#list + 1] = { item = item }
+        elseif item.type == "table" then
+          list[#list + 1] = { tableForm = item }
+        end
       end
     end
   end
@@ -29,7 +33,7 @@ end
 
 function M.names(modules)
   for _, e in ipairs(entries(modules)) do
-    print(e.class and "class " .. e.class.name or e.item.name)
+    if not e.tableForm then print(e.class and "class " .. e.class.name or e.item.name) end
   end
 end
 
@@ -75,10 +79,12 @@ function M.meta(modules)
     "-- tessel: annotations for Lua language servers, generated from the reference.",
     "",
   }
-  local classes, order = {}, {}
+  local classes, order, documentedTables = {}, {}, {}
   for _, e in ipairs(entries(modules)) do
     local item = e.item
-    if e.class then
+    if e.tableForm then
+      documentedTables[#documentedTables + 1] = e.tableForm
+    elseif e.class then
       local s = e.class
       local c = { name = s.name, summary = s.summary, fields = {}, functions = {},
                   channel = s.name ~= "MPPChannel" and isChannel(s, e.file) }
@@ -128,11 +134,28 @@ function M.meta(modules)
     end
   end
 
-  for _, s in ipairs(tables.scan("..")) do
-    out[#out + 1] = "---@class " .. s.name
-    for _, f in ipairs(s.fields) do out[#out + 1] = "---@field " .. f.key .. " " .. f.type end
-    if s.member then out[#out + 1] = "---@field " .. s.member .. " table" end
+  -- Table forms: those the reference describes (converted by hand), then
+  -- those declared field by field.
+  local described = {}
+  for _, t in ipairs(documentedTables) do
+    described[t.name] = true
+    comment(t.summary, out)
+    out[#out + 1] = "---@class " .. t.name
+    local mods = t.modifiers and t.modifiers.param or {}
+    for _, key in ipairs(t.params or {}) do
+      local m = mods[key] or {}
+      out[#out + 1] = "---@field " .. key .. (m.opt and "?" or "") .. " " .. luaType(m.type) .. " " ..
+                      ((t.params.map and t.params.map[key] or ""):gsub("%s+", " "))
+    end
     out[#out + 1] = ""
+  end
+  for _, s in ipairs(tables.scan("..")) do
+    if not described[s.name] then
+      out[#out + 1] = "---@class " .. s.name
+      for _, f in ipairs(s.fields) do out[#out + 1] = "---@field " .. f.key .. " " .. f.type end
+      if s.member then out[#out + 1] = "---@field " .. s.member .. " table" end
+      out[#out + 1] = ""
+    end
   end
   io.write(table.concat(out, "\n"), "\n")
 end

@@ -42,6 +42,39 @@ against `enType`). Type names are "OVERLAY", "COVER", "COVEREX", "OVERLAYEX", "L
 "MOSAIC", in any case.
 @module rgn
 */
+
+/***
+The display attributes of a cover (a privacy mask) on one channel: the `attr` of a channel
+attribute table whose `enType` is "COVER". The area is a rectangle or a quadrangle by
+`enCoverType`, given under `cover`; the cover's coordinates are absolute (the coordinate mode is
+not part of the table). Every key may be left out (0: a rectangle cover, nothing read for the
+area). A value that is not a table fails with
+`"COVER_CHN_ATTR_S must be a table for structure convension"`; a `cover` that does not convert
+with "Invalid rect structure" or `"RGN_QUADRANGLE_S must be a table for structure convension"`.
+Read back, the type is "RECT" or `"QUAD_RANGLE"` (no type and no `cover` for other values), and
+then **a rectangle comes twice**, under `cover` and under `stRect`; only `cover` is read.
+@table COVER_CHN_ATTR_S
+@tparam[opt] string|int enCoverType "RECT", or "QUAD" or `"QUAD_RANGLE"` (any case), or the
+platform's number; a value neither string nor number fails with "Invalid area type", but
+__another name is not refused__: it stores 2 and `cover` is not read
+@tparam[opt] RECT_S|RGN_QUADRANGLE_S cover the area: a rectangle, or a quadrangle (`bSolid`,
+`u32LineWidth`, and 4 points in `stPoint`)
+@int[opt] u32Color the cover's colour
+@int[opt] u32Layer its layer among the regions of the channel
+*/
+
+/***
+The display attributes of an extended cover on one channel: the `attr` of a channel attribute
+table whose `enType` is "COVEREX". The keys, their rules and what reads back are those of
+`COVER_CHN_ATTR_S`; the texts name this structure: a value that is not a table fails with
+`"COVEREX_CHN_ATTR_S must be a table for structure convension"`.
+@table COVEREX_CHN_ATTR_S
+@tparam[opt] string|int enCoverType "RECT", or "QUAD" or `"QUAD_RANGLE"` (any case), or the
+platform's number; another name stores 2 and `cover` is not read
+@tparam[opt] RECT_S|RGN_QUADRANGLE_S cover the area: a rectangle, or a quadrangle
+@int[opt] u32Color the cover's colour
+@int[opt] u32Layer its layer among the regions of the channel
+*/
 namespace Tessel {
 
 constexpr int kRgnMaxRegions = 1024;

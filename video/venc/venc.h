@@ -56,6 +56,48 @@ are one table: `encoding` (payload `type` and the codec's `attr`) and `bitrate` 
 outside Lua through the channel's descriptor (`GetFd`).
 @module venc
 */
+
+/***
+The attributes of an encoder channel: what it encodes and how its bit rate is controlled, each
+part a sub-table whose `attr` the part's type selects. A part that is missing or not a table, a
+type or mode without a member here, and an `attr` that is not a table are all left zero without
+complaint, for the platform to judge; no check ties the mode to the payload. A value that is not
+a table fails with "Invalid VENC channel attributes" (the methods that take the attributes refuse
+a non-table first with texts of their own).
+
+Read back, the type and mode are names ("invalid" for a value without one, and then no `attr`).
+Watch the key: **the rate-control table of the CBR, VBR, AVBR and FIXQP modes of H.264 and
+H.265, and of "MJPEGCBR", holds the destination frame rate under "fr32DstFrmRate "**, with a
+trailing blank, while reading takes "fr32DstFrmRate": a table read back is not a table to hand in
+again as it is (the rate would arrive as 0); copy the value to the plain key first.
+@table VENC_CHN_ATTR_S
+@tab[opt] encoding `encoding.type`: the payload, "H264", "H265", "JPEG" or "MJPEG" (any case; a
+name of another payload is accepted but reads no `attr`; an unknown name fails with
+"Unknown payload type"; a value neither string nor number leaves 0), or the platform's number;
+`encoding.attr`: `VENC_ATTR_H264_S`, `VENC_ATTR_H265_S`, `VENC_ATTR_JPEG_S` or `VENC_ATTR_MJPEG_S`
+as the type says
+@tab[opt] bitrate `bitrate.mode`: "H264CBR", "H264VBR", "H264AVBR", "H264FIXQP", "MJPEGCBR", "MJPEGVBR",
+"MJPEGFIXQP", "H265CBR", "H265VBR", "H265AVBR" or "H265FIXQP" (any case), or the platform's number;
+an unknown name fails with "Unknown RateControl mode", a value neither string nor number (other
+than `nil`) with "Invalid RateControl mode". `bitrate.attr`: `VENC_ATTR_H264_CBR_S`, `VENC_ATTR_H264_VBR_S`,
+`VENC_ATTR_H264_AVBR_S`, `VENC_ATTR_H264_FIXQP_S` (the H.265 modes take these same tables),
+`VENC_ATTR_MJPEG_CBR_S`, `VENC_ATTR_MJPEG_VBR_S` or `VENC_ATTR_MJPEG_FIXQP_S` as the mode says
+*/
+
+/***
+The module-wide encoder parameters of one part of the encoder: the part's type, and the `options`
+table that the type selects. `options` is read only when it is a table and the type is one of
+the four; a type name that is not one of them is stored without complaint as an unknown type,
+and `options` is then ignored. A value that is not a table fails with "Invalid VENC mod parameters".
+Read back, the type is "VENC", "H264E", "H265E", "JPEGE" or "UNKNOWN", with `options` for the four.
+@table VENC_PARAM_MOD_S
+@tparam string|int type "VENC", "H264E" or "H264", "H265E" or "H265", "JPEGE" or "JPEG" (any case),
+or the platform's number; required: a missing value, or one neither string nor number, fails with
+"Invalid VENC mode type"
+@tab[opt] options `VENC_PARAM_MOD_VENC_S` (`u32VencBufferCache`) for "VENC",
+`VENC_PARAM_MOD_H264E_S`, `VENC_PARAM_MOD_H265E_S` or `VENC_PARAM_MOD_JPEGE_S`
+(`u32OneStreamBuffer` and the part's own keys) for the others
+*/
 namespace Tessel {
 
 constexpr int kVencMaxChannels = 128;

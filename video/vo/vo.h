@@ -38,6 +38,20 @@ The usual order: `dev:SetPubAttr(t)`, `dev:Enable()`, then on `dev:GetLayer()` `
 and `dev:Disable()`.
 @module vo
 */
+
+/***
+A zoom window as parts of the picture, in thousandths (`{250, 250, 500, 500}` is the middle
+quarter): the array form `{x, y, width, height}`, used when element 1 is a number, or else a
+table with all four keys (the two forms do not mix). A value that is not a table fails with
+"Invalid zoom ratio structure", a missing or non-numeric value with `"Invalid VO_ZOOM_RATIO_S fields"`.
+Read back it has the four keys, but `VOChannel:GetZoomInWindow` pairs **these keys with the type
+"RECT"** (and the rectangle keys with "RATIO").
+@table VO_ZOOM_RATIO_S
+@int u32XRatio left edge
+@int u32YRatio top edge
+@int u32WRatio width
+@int u32HRatio height
+*/
 namespace Tessel {
 
 // The module's fixed numbering: each kind of device and layer occupies a
