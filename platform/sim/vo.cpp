@@ -26,7 +26,6 @@ namespace {
 
 constexpr int kMod = HI_ID_VOU;
 constexpr int kPipLayer = 2;
-const Key kWbc{kMod, -1, 0};
 const Key kWbcOutput{kMod, 0, 0};  // the write-back as a binding source
 
 HI_S32 fault(int reason) { return err(kMod, reason); }
@@ -45,7 +44,7 @@ int ownDevice(VO_LAYER layer) {
 // write-back output while it is enabled.
 const bool g_endpoint = (on_endpoint(kMod, [](Key k) {
   if (k == kWbcOutput) {
-    const Object* w = find(kWbc);
+    const Object* w = find(kVoWriteback);
     if (w && w->enabled) return true;
   }
   return find(chnKey(k.dev, k.chn)) != nullptr;
@@ -167,7 +166,7 @@ HI_S32 judgeLayerAttr(const VO_VIDEO_LAYER_ATTR_S& a, const Screen& screen) {
 // The write-back unit.
 Found wbc(VO_WBC id) {
   if (id < 0 || id >= VO_MAX_WBC_NUM) return missing(HI_ERR_VO_INVALID_WBCID);
-  return {&obtain(kWbc), HI_SUCCESS};
+  return {&obtain(kVoWriteback), HI_SUCCESS};
 }
 
 bool channelsEnabled(VO_LAYER l) {

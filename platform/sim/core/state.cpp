@@ -55,10 +55,9 @@ const char* container_of(int mod) {
     }
 }
 
-// Display channels are only ever destinations: a display address bound as a
-// source is the write-back unit, drawn as a node of its own.
-bool is_writeback(const Key& k) { return k.mod == HI_ID_VOU; }
-const Key kWritebackObject{HI_ID_VOU, -1, 0};
+// A display address bound as a source is the write-back unit, drawn as a
+// node of its own.
+bool is_writeback(const Key& k) { return k.mod == kVoWriteback.mod; }
 
 std::string node_id(const Key& k) {
     char buf[64];
@@ -178,7 +177,7 @@ std::string dot() {
         else if (!drawn.count(b.second)) drawn[b.second] = nullptr;
     }
     if (writeback) {
-        auto w = s.objects.find(kWritebackObject);
+        auto w = s.objects.find(kVoWriteback);
         out += "  \"writeback\" [label=\"VO write-back\", " +
                std::string(state_style(w == s.objects.end() ? nullptr : &w->second)) + "];\n";
     }

@@ -163,6 +163,9 @@ std::string label(Key k);
 // Display devices are kept under a module number of their own, so that
 // their numbers do not meet the display layers' (both start at 0).
 constexpr int kVoDevices = 0x100 | HI_ID_VOU;
+// The display's write-back unit; display channels are only ever binding
+// destinations, so a display address bound as a source is the write-back.
+constexpr Key kVoWriteback{HI_ID_VOU, -1, 0};
 
 // Bindings: a source feeds many destinations; a destination has one source.
 bool bind(Key src, Key dst);       // false when dst already has a source
