@@ -21,7 +21,7 @@ struct ErrorName {
 };
 
 const ErrorName kErrors[] = {
-#include "frame/error_names.inc"
+#include "hi_error_names.inc"
 };
 
 // The code a Lua value names, or false: an integer (the signed status or

@@ -1,11 +1,11 @@
-"""Writes frame/error_names.inc: every platform error code of the facts with
+"""Writes platform/extra/hi_error_names.inc: every platform error code of the facts with
 its symbolic name, module and reason in words, for require "tessel.errors"."""
 import os
 import re
 
 from facts import ROOT
 
-OUT = os.path.join(os.path.dirname(ROOT), "frame", "error_names.inc")
+OUT = os.path.join(ROOT, "extra", "hi_error_names.inc")
 
 # Reasons in words where the symbol's own words read badly.
 WORDS = {

@@ -156,7 +156,7 @@ class SimWriter:
         if track and fn["params"] and fn["params"][0]["type"] == track[0]:
             return "return sim::tracked_default(%s, %s, %s, %s);" % (
                 MODULE_IDS[mod], track[1], fn["params"][0]["name"], track[2])
-        return "return sim::err(%s, sim::NOT_SUPPORT);" % MODULE_IDS[mod]
+        return "return sim::unsupported(%s, \"%s\");" % (MODULE_IDS[mod], name)
 
     def stub(self, name, fn):
         verb = name.split("_", 3)[3]

@@ -18,7 +18,7 @@ inline Found missing(HI_S32 rc) { return {nullptr, rc}; }
 template <class T, class Judge>
 HI_S32 store(int mod, Found f, const char* name, const T* value, Judge judge) {
   if (!f.o) return f.rc;
-  if (!value) return err(mod, NULL_PTR);
+  if (!value) return refuse(err(mod, NULL_PTR), "no %s given (null pointer)", name);
   if (HI_S32 bad = judge(*value)) return bad;
   f.o->put(name, *value);
   return HI_SUCCESS;
@@ -33,7 +33,7 @@ HI_S32 store(int mod, Found f, const char* name, const T* value) {
 template <class T>
 HI_S32 load(int mod, Found f, const char* name, T* out, const T& byDefault) {
   if (!f.o) return f.rc;
-  if (!out) return err(mod, NULL_PTR);
+  if (!out) return refuse(err(mod, NULL_PTR), "nowhere to write %s (null pointer)", name);
   if (!f.o->get(name, out)) *out = byDefault;
   return HI_SUCCESS;
 }
@@ -42,8 +42,9 @@ HI_S32 load(int mod, Found f, const char* name, T* out, const T& byDefault) {
 template <class T>
 HI_S32 loadConfigured(int mod, Found f, const char* name, T* out) {
   if (!f.o) return f.rc;
-  if (!out) return err(mod, NULL_PTR);
-  return f.o->get(name, out) ? HI_SUCCESS : err(mod, NOT_CONFIG);
+  if (!out) return refuse(err(mod, NULL_PTR), "nowhere to write %s (null pointer)", name);
+  if (f.o->get(name, out)) return HI_SUCCESS;
+  return refuse(code_of(mod, NOT_CONFIG, {NOT_PERM}), "%s was never set", name);
 }
 
 inline bool within(long long v, long long lo, long long hi) { return v >= lo && v <= hi; }
@@ -52,10 +53,11 @@ inline bool within(long long v, long long lo, long long hi) { return v >= lo && 
 // attributes stored as "ChnAttr", once the system is up and judge accepts them.
 template <class A, class Judge>
 HI_S32 createChannel(int mod, Key k, int limit, const A* attr, Judge judge) {
-  if (k.chn < 0 || k.chn >= limit) return err(mod, INVALID_CHNID);
-  if (!sys_ready()) return err(mod, SYS_NOTREADY);
-  if (!attr) return err(mod, NULL_PTR);
-  if (find(k)) return err(mod, EXIST);
+  if (k.chn < 0 || k.chn >= limit)
+    return refuse(err(mod, INVALID_CHNID), "channel %d outside [0, %d)", k.chn, limit);
+  if (!sys_ready()) return refuse(err(mod, SYS_NOTREADY), "the system is not initialised (SYS.Init)");
+  if (!attr) return refuse(err(mod, NULL_PTR), "no attributes given (null pointer)");
+  if (find(k)) return refuse(err(mod, EXIST), "%s exists already", label(k).c_str());
   if (HI_S32 bad = judge(*attr)) return bad;
   Object& o = obtain(k);
   o.created = true;
@@ -67,9 +69,10 @@ HI_S32 createChannel(int mod, Key k, int limit, const A* attr, Judge judge) {
 // still bound either way.
 inline HI_S32 destroyChannel(int mod, Found f, Key k) {
   if (!f.o) return f.rc;
-  if (f.o->started) return err(mod, NOT_PERM);
+  if (f.o->started) return refuse_destroy(label(k), err(mod, NOT_PERM), "still receiving: stop it first");
   Key src;
-  if (source_of(k, &src) || !destinations(k).empty()) return err(mod, BUSY);
+  if (source_of(k, &src) || !destinations(k).empty())
+    return refuse_destroy(label(k), err(mod, BUSY), "still bound: unbind it first");
   destroy(k);
   return HI_SUCCESS;
 }

@@ -47,33 +47,69 @@ const Endpoint kEndpoints[] = {
 
 enum Role { AnyRole, AsSource, AsDestination };
 
-// Checks a channel address for the given role; 0 or the platform's code.
-HI_S32 check(const MPP_CHN_S* chn, Role role) {
-  if (!chn) return err(HI_ID_SYS, NULL_PTR);
-  for (const Endpoint& e : kEndpoints) {
-    if (e.mod != static_cast<int>(chn->enModId)) continue;
-    if ((role == AsSource && !e.source) || (role == AsDestination && !e.destination))
-      return err(HI_ID_SYS, ILLEGAL_PARAM);
-    if (chn->s32DevId < 0 || chn->s32DevId >= e.devices) return err(HI_ID_SYS, INVALID_DEVID);
-    if (chn->s32ChnId < 0 || chn->s32ChnId >= e.channels) return err(HI_ID_SYS, INVALID_CHNID);
-    return HI_SUCCESS;
+const char* moduleName(int mod) {
+  switch (mod) {
+    case HI_ID_VIU: return "VIU";
+    case HI_ID_VPSS: return "VPSS";
+    case HI_ID_VDEC: return "VDEC";
+    case HI_ID_VENC: return "VENC";
+    case HI_ID_VOU: return "VOU";
+    case HI_ID_AI: return "AI";
+    case HI_ID_AO: return "AO";
+    case HI_ID_AENC: return "AENC";
+    case HI_ID_ADEC: return "ADEC";
+    default: return "module";
   }
-  return err(HI_ID_SYS, ILLEGAL_PARAM);
 }
 
-Key keyOf(const MPP_CHN_S& chn) { return Key{static_cast<int>(chn.enModId), chn.s32DevId, chn.s32ChnId}; }
+// Checks a channel address for the given role; 0 or the platform's code.
+// Capture channels are numbered chip-wide: the board finds one by its
+// number and reads no device, so their device field is not judged.
+HI_S32 check(const MPP_CHN_S* chn, Role role) {
+  if (!chn) return refuse(err(HI_ID_SYS, NULL_PTR), "no channel address given (null pointer)");
+  const int mod = static_cast<int>(chn->enModId);
+  for (const Endpoint& e : kEndpoints) {
+    if (e.mod != mod) continue;
+    if ((role == AsSource && !e.source) || (role == AsDestination && !e.destination))
+      return refuse(err(HI_ID_SYS, ILLEGAL_PARAM), "a %s channel cannot be bound as a %s", moduleName(mod),
+                    role == AsSource ? "source" : "destination");
+    if (mod != HI_ID_VIU && (chn->s32DevId < 0 || chn->s32DevId >= e.devices))
+      return refuse(err(HI_ID_SYS, ILLEGAL_PARAM), "%s device %d outside [0, %d)", moduleName(mod), chn->s32DevId,
+                    e.devices);
+    if (chn->s32ChnId < 0 || chn->s32ChnId >= e.channels)
+      return refuse(err(HI_ID_SYS, ILLEGAL_PARAM), "%s channel %d outside [0, %d)", moduleName(mod), chn->s32ChnId,
+                    e.channels);
+    return HI_SUCCESS;
+  }
+  return refuse(err(HI_ID_SYS, ILLEGAL_PARAM), "module %d takes no part in bindings", mod);
+}
 
-// Existence rules of the simulated modules, by module id.
-std::map<int, bool (*)(Key)>& endpointRules() {
-  static std::map<int, bool (*)(Key)> rules;
+// Existence rules and canonical addresses of the simulated modules, by module id.
+struct EndpointRule {
+  bool (*exists)(Key) = nullptr;
+  Key (*canonical)(Key) = nullptr;
+};
+
+std::map<int, EndpointRule>& endpointRules() {
+  static std::map<int, EndpointRule> rules;
   return rules;
 }
 
+// The store's key of a binding address: the module's own key for the
+// object (a capture channel under its own device, whatever device the
+// address names).
+Key keyOf(const MPP_CHN_S& chn) {
+  return address(Key{static_cast<int>(chn.enModId), chn.s32DevId, chn.s32ChnId});
+}
+
 // Both ends of a binding must exist where the module is simulated; the
-// platform answers with that module's "does not exist".
+// platform answers with that module's "does not exist", or the closest code
+// the module defines.
 HI_S32 checkExists(const MPP_CHN_S& chn) {
-  if (endpoint_exists(keyOf(chn))) return HI_SUCCESS;
-  return err(static_cast<unsigned>(chn.enModId), UNEXIST);
+  const Key k = keyOf(chn);
+  if (endpoint_exists(k)) return HI_SUCCESS;
+  const int mod = static_cast<int>(chn.enModId);
+  return refuse(code_of(mod, UNEXIST, {NOT_CONFIG, NOT_PERM}), "%s does not exist", label(k).c_str());
 }
 
 // What a script left behind at system exit: the call goes through, the
@@ -100,8 +136,9 @@ struct Zone {
 };
 std::map<Key, Zone> g_zones;
 
-// Destinations bound since the system started, so that Exit can undo them.
-std::set<Key> g_bound;
+// Destinations bound since the system started, so that Exit can undo them,
+// with the source address as the script gave it (GetBindbyDest answers it).
+std::map<Key, MPP_CHN_S> g_bound;
 
 void forget() {
   g_zones.clear();
@@ -114,8 +151,10 @@ long long nowMicros() {
   return duration_cast<microseconds>(steady_clock::now().time_since_epoch()).count();
 }
 
+HI_S32 notReady() { return refuse(err(HI_ID_SYS, SYS_NOTREADY), "the system is not initialised (SYS.Init)"); }
+
 HI_S32 setPts(HI_U64 pts) {
-  if (!started(kSys)) return err(HI_ID_SYS, SYS_NOTREADY);
+  if (!started(kSys)) return notReady();
   Object& sys = obtain(kSys);
   sys.values["ptsBase"] = static_cast<long long>(pts);
   sys.values["ptsSetAt"] = nowMicros();
@@ -126,11 +165,17 @@ HI_S32 setPts(HI_U64 pts) {
 
 bool sys_ready() { return started(kSys); }
 
-void on_endpoint(int mod, bool (*exists)(Key)) { endpointRules()[mod] = exists; }
+void on_endpoint(int mod, bool (*exists)(Key)) { endpointRules()[mod].exists = exists; }
+void on_address(int mod, Key (*canonical)(Key)) { endpointRules()[mod].canonical = canonical; }
+
+Key address(Key k) {
+  auto it = endpointRules().find(k.mod);
+  return it != endpointRules().end() && it->second.canonical ? it->second.canonical(k) : k;
+}
 
 bool endpoint_exists(Key k) {
   auto it = endpointRules().find(k.mod);
-  return it == endpointRules().end() || it->second(k);
+  return it == endpointRules().end() || !it->second.exists || it->second.exists(k);
 }
 
 void report_bound(Key k, const char* rule, const char* what) {
@@ -142,26 +187,29 @@ void report_bound(Key k, const char* rule, const char* what) {
 namespace h {
 
 HI_S32 HI_MPI_SYS_SetConf(const MPP_SYS_CONF_S* conf) {
-  if (!conf) return err(HI_ID_SYS, NULL_PTR);
-  if (started(kSys)) return err(HI_ID_SYS, NOT_PERM);
+  if (!conf) return refuse(err(HI_ID_SYS, NULL_PTR), "no configuration given (null pointer)");
+  if (started(kSys)) return refuse(err(HI_ID_SYS, NOT_PERM), "the system is initialised: configure it before SYS.Init");
   HI_U32 width = conf->u32AlignWidth;
-  if (width < 16 || width > 1024 || (width & (width - 1)) != 0) return err(HI_ID_SYS, ILLEGAL_PARAM);
+  if (width < 16 || width > 1024 || (width & (width - 1)) != 0)
+    return refuse(err(HI_ID_SYS, ILLEGAL_PARAM), "alignment width %u is not a power of two in [16, 1024]", width);
   obtain(kSys).values["alignWidth"] = width;
   return HI_SUCCESS;
 }
 
 HI_S32 HI_MPI_SYS_GetConf(MPP_SYS_CONF_S* conf) {
-  if (!conf) return err(HI_ID_SYS, NULL_PTR);
+  if (!conf) return refuse(err(HI_ID_SYS, NULL_PTR), "nowhere to write the configuration (null pointer)");
   const Object* sys = find(kSys);
-  if (!sys || !sys->values.count("alignWidth")) return err(HI_ID_SYS, NOT_CONFIG);
+  if (!sys || !sys->values.count("alignWidth"))
+    return refuse(err(HI_ID_SYS, NOT_PERM), "the system configuration was never set (SYS.SetConf)");
   conf->u32AlignWidth = static_cast<HI_U32>(sys->values.at("alignWidth"));
   return HI_SUCCESS;
 }
 
 HI_S32 HI_MPI_SYS_Init(void) {
-  if (!started(kVb)) return err(HI_ID_SYS, SYS_NOTREADY);
+  if (!started(kVb)) return refuse(err(HI_ID_SYS, SYS_NOTREADY), "the buffer pools are not initialised (VB.Init)");
   const Object* sys = find(kSys);
-  if (!sys || !sys->values.count("alignWidth")) return err(HI_ID_SYS, NOT_CONFIG);
+  if (!sys || !sys->values.count("alignWidth"))
+    return refuse(err(HI_ID_SYS, NOT_PERM), "the system configuration was never set (SYS.SetConf)");
   if (sys->started) return HI_SUCCESS;
   obtain(kSys).started = true;
   return setPts(0);
@@ -170,9 +218,9 @@ HI_S32 HI_MPI_SYS_Init(void) {
 HI_S32 HI_MPI_SYS_Exit(void) {
   if (!started(kSys)) return HI_SUCCESS;
   reportLeftovers();
-  for (const Key& dst : g_bound) {
+  for (const auto& b : g_bound) {
     Key src;
-    if (source_of(dst, &src)) unbind(src, dst);
+    if (source_of(b.first, &src)) unbind(src, b.first);
   }
   forget();
   obtain(kSys).started = false;
@@ -180,7 +228,7 @@ HI_S32 HI_MPI_SYS_Exit(void) {
 }
 
 HI_S32 HI_MPI_SYS_GetVersion(MPP_VERSION_S* version) {
-  if (!version) return err(HI_ID_SYS, NULL_PTR);
+  if (!version) return refuse(err(HI_ID_SYS, NULL_PTR), "nowhere to write the version (null pointer)");
   std::memset(version, 0, sizeof *version);
   std::strncpy(version->aVersion, "Hi3531D_MPP_V1.0.5.0 B040 Release", sizeof version->aVersion - 1);
   return HI_SUCCESS;
@@ -189,39 +237,49 @@ HI_S32 HI_MPI_SYS_GetVersion(MPP_VERSION_S* version) {
 HI_S32 HI_MPI_SYS_CloseFd(void) { return HI_SUCCESS; }
 
 HI_S32 HI_MPI_SYS_Bind(MPP_CHN_S* src, MPP_CHN_S* dst) {
-  if (!started(kSys)) return err(HI_ID_SYS, SYS_NOTREADY);
+  if (!started(kSys)) return notReady();
   if (HI_S32 rc = check(src, AsSource)) return rc;
   if (HI_S32 rc = check(dst, AsDestination)) return rc;
   if (HI_S32 rc = checkExists(*src)) return rc;
   if (HI_S32 rc = checkExists(*dst)) return rc;
-  if (!bind(keyOf(*src), keyOf(*dst))) return err(HI_ID_SYS, BUSY);  // already has a source
-  g_bound.insert(keyOf(*dst));
+  Key had;
+  if (source_of(keyOf(*dst), &had))
+    return refuse(err(HI_ID_SYS, BUSY), "%s is bound to %s already: a destination has one source",
+                  label(keyOf(*dst)).c_str(), label(had).c_str());
+  bind(keyOf(*src), keyOf(*dst));
+  g_bound[keyOf(*dst)] = *src;
   return HI_SUCCESS;
 }
 
+// Unbinding what is not bound changes nothing; whether a board answers an
+// error is not known, so the call goes through and a finding says so.
 HI_S32 HI_MPI_SYS_UnBind(MPP_CHN_S* src, MPP_CHN_S* dst) {
-  if (!started(kSys)) return err(HI_ID_SYS, SYS_NOTREADY);
+  if (!started(kSys)) return notReady();
   if (HI_S32 rc = check(src, AsSource)) return rc;
   if (HI_S32 rc = check(dst, AsDestination)) return rc;
-  if (!unbind(keyOf(*src), keyOf(*dst))) return err(HI_ID_SYS, UNEXIST);
+  if (!unbind(keyOf(*src), keyOf(*dst))) {
+    finding("unbind-not-bound", "unbinding " + label(keyOf(*src)) + " -> " + label(keyOf(*dst)) +
+                                    ", which are not bound: nothing changed");
+    return HI_SUCCESS;
+  }
   g_bound.erase(keyOf(*dst));
   return HI_SUCCESS;
 }
 
 HI_S32 HI_MPI_SYS_GetBindbyDest(MPP_CHN_S* dst, MPP_CHN_S* src) {
-  if (!src) return err(HI_ID_SYS, NULL_PTR);
-  if (!started(kSys)) return err(HI_ID_SYS, SYS_NOTREADY);
+  if (!src) return refuse(err(HI_ID_SYS, NULL_PTR), "nowhere to write the source (null pointer)");
+  if (!started(kSys)) return notReady();
   if (HI_S32 rc = check(dst, AsDestination)) return rc;
+  auto it = g_bound.find(keyOf(*dst));
   Key from;
-  if (!source_of(keyOf(*dst), &from)) return err(HI_ID_SYS, UNEXIST);
-  src->enModId = static_cast<MOD_ID_E>(from.mod);
-  src->s32DevId = from.dev;
-  src->s32ChnId = from.chn;
+  if (!source_of(keyOf(*dst), &from) || it == g_bound.end())
+    return refuse(err(HI_ID_SYS, ILLEGAL_PARAM), "%s has no source bound", label(keyOf(*dst)).c_str());
+  *src = it->second;
   return HI_SUCCESS;
 }
 
 HI_S32 HI_MPI_SYS_SetMemConf(MPP_CHN_S* chn, const HI_CHAR* name) {
-  if (!started(kSys)) return err(HI_ID_SYS, SYS_NOTREADY);
+  if (!started(kSys)) return notReady();
   if (HI_S32 rc = check(chn, AnyRole)) return rc;
   Zone& zone = g_zones[keyOf(*chn)];
   std::memset(zone.name, 0, sizeof zone.name);
@@ -230,8 +288,8 @@ HI_S32 HI_MPI_SYS_SetMemConf(MPP_CHN_S* chn, const HI_CHAR* name) {
 }
 
 HI_S32 HI_MPI_SYS_GetMemConf(MPP_CHN_S* chn, HI_CHAR* name) {
-  if (!name) return err(HI_ID_SYS, NULL_PTR);
-  if (!started(kSys)) return err(HI_ID_SYS, SYS_NOTREADY);
+  if (!name) return refuse(err(HI_ID_SYS, NULL_PTR), "nowhere to write the zone name (null pointer)");
+  if (!started(kSys)) return notReady();
   if (HI_S32 rc = check(chn, AnyRole)) return rc;
   auto it = g_zones.find(keyOf(*chn));
   if (it == g_zones.end())
@@ -246,8 +304,8 @@ HI_S32 HI_MPI_SYS_InitPtsBase(HI_U64 pts) { return setPts(pts); }
 HI_S32 HI_MPI_SYS_SyncPts(HI_U64 pts) { return setPts(pts); }
 
 HI_S32 HI_MPI_SYS_GetCurPts(HI_U64* pts) {
-  if (!pts) return err(HI_ID_SYS, NULL_PTR);
-  if (!started(kSys)) return err(HI_ID_SYS, SYS_NOTREADY);
+  if (!pts) return refuse(err(HI_ID_SYS, NULL_PTR), "nowhere to write the time (null pointer)");
+  if (!started(kSys)) return notReady();
   const Object& sys = obtain(kSys);
   *pts = static_cast<HI_U64>(sys.values.at("ptsBase") + (nowMicros() - sys.values.at("ptsSetAt")));
   return HI_SUCCESS;

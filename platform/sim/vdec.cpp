@@ -14,6 +14,8 @@
 // payload, within the decoder's slice and parameter-set counts. Set... calls
 // store what they accept and Get... calls answer it, or the platform's
 // defaults. Module parameters are set while no channel exists.
+#include <map>
+
 #include "stored.h"
 
 namespace sim {
@@ -30,10 +32,16 @@ Key chnKey(VDEC_CHN chn) { return Key{kMod, 0, chn}; }
 const bool g_endpoint = (on_endpoint(kMod, [](Key k) { return find(chnKey(k.chn)) != nullptr; }), true);
 
 Found channel(VDEC_CHN chn) {
-  if (chn < 0 || chn >= VDEC_MAX_CHN_NUM) return missing(fault(INVALID_CHNID));
+  if (chn < 0 || chn >= VDEC_MAX_CHN_NUM)
+    return missing(refuse(fault(INVALID_CHNID), "VDEC channel %d outside [0, %d)", chn, VDEC_MAX_CHN_NUM));
   Object* o = find(chnKey(chn));
-  return {o, o ? HI_SUCCESS : fault(UNEXIST)};
+  return {o, o ? HI_SUCCESS : refuse(fault(UNEXIST), "VDEC channel %d does not exist", chn)};
 }
+
+// Picture-buffer counts set before their channel exists: an input to
+// creating it, as in private-buffer mode.
+std::map<VDEC_CHN, HI_U32> g_vbCounts;
+const bool g_forget = (on_reset([] { g_vbCounts.clear(); }), true);
 
 bool anyChannel() {
   for (const Key& k : objects(kMod))
@@ -133,7 +141,13 @@ const VDEC_MOD_PARAM_S kDefaultModParam = {0, 0, {VDH_H264D_MAX_WIDTH, VDH_H264D
 namespace h {
 
 HI_S32 HI_MPI_VDEC_CreateChn(VDEC_CHN chn, const VDEC_CHN_ATTR_S* attr) {
-  return createChannel(kMod, chnKey(chn), VDEC_MAX_CHN_NUM, attr, judgeAttr);
+  HI_S32 rc = createChannel(kMod, chnKey(chn), VDEC_MAX_CHN_NUM, attr, judgeAttr);
+  auto pending = g_vbCounts.find(chn);
+  if (rc == HI_SUCCESS && pending != g_vbCounts.end()) {
+    obtain(chnKey(chn)).put("VBCnt", pending->second);
+    g_vbCounts.erase(pending);
+  }
+  return rc;
 }
 
 HI_S32 HI_MPI_VDEC_DestroyChn(VDEC_CHN chn) { return destroyChannel(kMod, channel(chn), chnKey(chn)); }
@@ -251,16 +265,29 @@ HI_S32 HI_MPI_VDEC_GetDisplayMode(VDEC_CHN chn, VIDEO_DISPLAY_MODE_E* mode) {
   return load(kMod, channel(chn), "DisplayMode", mode, VIDEO_DISPLAY_MODE_PREVIEW);
 }
 
-// Picture buffers of a channel: set before it receives, at least one.
+// Picture buffers of a channel: set before it receives (before it exists,
+// too), at least one.
 HI_S32 HI_MPI_VDEC_SetChnVBCnt(VDEC_CHN chn, HI_U32 count) {
-  Found f = channel(chn);
-  if (f.o && f.o->started) return fault(NOT_PERM);
-  return store(kMod, f, "VBCnt", &count,
-               [](HI_U32 n) { return within(n, 1, VB_MAX_COMM_POOLS * 8) ? HI_SUCCESS : fault(ILLEGAL_PARAM); });
+  if (chn < 0 || chn >= VDEC_MAX_CHN_NUM) return channel(chn).rc;
+  if (!within(count, 1, VB_MAX_COMM_POOLS * 8))
+    return refuse(fault(ILLEGAL_PARAM), "%u picture buffers outside [1, %d]", count, VB_MAX_COMM_POOLS * 8);
+  Object* o = find(chnKey(chn));
+  if (!o) {
+    g_vbCounts[chn] = count;
+    return HI_SUCCESS;
+  }
+  if (o->started) return refuse(fault(NOT_PERM), "VDEC channel %d receives: set its buffers before StartRecvStream", chn);
+  o->put("VBCnt", count);
+  return HI_SUCCESS;
 }
 
 // By default the reference frames, the frames held for display and one more.
 HI_S32 HI_MPI_VDEC_GetChnVBCnt(VDEC_CHN chn, HI_U32* count) {
+  auto pending = g_vbCounts.find(chn);
+  if (pending != g_vbCounts.end() && count) {
+    *count = pending->second;
+    return HI_SUCCESS;
+  }
   Found f = channel(chn);
   if (!f.o) return f.rc;
   VDEC_CHN_PARAM_S param = kDefaultParam;

@@ -34,9 +34,10 @@ Key chnKey(VENC_CHN chn) { return Key{kMod, 0, chn}; }
 const bool g_endpoint = (on_endpoint(kMod, [](Key k) { return find(chnKey(k.chn)) != nullptr; }), true);
 
 Found channel(VENC_CHN chn) {
-  if (chn < 0 || chn >= VENC_MAX_CHN_NUM) return missing(fault(INVALID_CHNID));
+  if (chn < 0 || chn >= VENC_MAX_CHN_NUM)
+    return missing(refuse(fault(INVALID_CHNID), "VENC channel %d outside [0, %d)", chn, VENC_MAX_CHN_NUM));
   Object* o = find(chnKey(chn));
-  return {o, o ? HI_SUCCESS : fault(UNEXIST)};
+  return {o, o ? HI_SUCCESS : refuse(fault(UNEXIST), "VENC 0/%d does not exist", chn)};
 }
 
 // The channel's payload type (0 when it does not exist).
@@ -91,18 +92,25 @@ Picture pictureOf(const VENC_ATTR_S& a) {
 
 HI_S32 judgeCodec(const VENC_ATTR_S& a) {
   Limits l;
-  if (!limitsOf(a.enType, &l)) return fault(NOT_SUPPORT);
+  if (!limitsOf(a.enType, &l)) return refuse(fault(NOT_SUPPORT), "payload type %d is not one the encoder makes", a.enType);
   Picture p = pictureOf(a);
-  // Baseline, main and high profiles for H.264; main only for H.265.
-  if ((a.enType == PT_H264 && a.stAttrH264e.u32Profile > 2) ||
-      (a.enType == PT_H265 && a.stAttrH265e.u32Profile != 0))
-    return fault(ILLEGAL_PARAM);
-  bool fits = within(p.maxW, l.minW, l.maxW) && within(p.maxH, l.minH, l.maxH) &&
-              within(p.picW, l.minW, p.maxW) && within(p.picH, l.minH, p.maxH);
+  // H.264: baseline, main, high and SVC-T (0 to 3); H.265: main only.
+  if (a.enType == PT_H264 && a.stAttrH264e.u32Profile > 3)
+    return refuse(fault(ILLEGAL_PARAM), "H.264 profile %u outside [0, 3]", a.stAttrH264e.u32Profile);
+  if (a.enType == PT_H265 && a.stAttrH265e.u32Profile != 0)
+    return refuse(fault(ILLEGAL_PARAM), "H.265 profile %u: this encoder takes profile 0 only", a.stAttrH265e.u32Profile);
+  if (!within(p.maxW, l.minW, l.maxW) || !within(p.maxH, l.minH, l.maxH))
+    return refuse(fault(ILLEGAL_PARAM), "largest picture %ux%u outside %ux%u to %ux%u", p.maxW, p.maxH, l.minW, l.minH,
+                  l.maxW, l.maxH);
+  if (!within(p.picW, l.minW, p.maxW) || !within(p.picH, l.minH, p.maxH))
+    return refuse(fault(ILLEGAL_PARAM), "picture %ux%u outside %ux%u to the largest picture %ux%u", p.picW, p.picH,
+                  l.minW, l.minH, p.maxW, p.maxH);
   // The stream buffer holds at least three quarters of the largest picture.
-  bool buffer = static_cast<unsigned long long>(p.bufSize) * 4 >=
-                static_cast<unsigned long long>(p.maxW) * p.maxH * 3;
-  return fits && buffer ? HI_SUCCESS : fault(ILLEGAL_PARAM);
+  const unsigned long long least = static_cast<unsigned long long>(p.maxW) * p.maxH * 3 / 4;
+  if (p.bufSize < least)
+    return refuse(fault(ILLEGAL_PARAM), "stream buffer of %u bytes is smaller than %llu (3/4 of %ux%u)", p.bufSize,
+                  least, p.maxW, p.maxH);
+  return HI_SUCCESS;
 }
 
 // Destination frame rates: the low 16 bits are frames per second, the high

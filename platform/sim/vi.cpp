@@ -33,7 +33,7 @@ Key chnKey(VI_CHN chn) { return Key{kMod, deviceOf(chn), chn}; }
 // A binding reaches a capture channel whose attributes are set.
 const bool g_endpoint = (on_endpoint(kMod, [](Key k) {
   return k.chn >= 0 && k.chn < VIU_MAX_CHN_NUM && find(chnKey(k.chn)) != nullptr;
-}), true);
+}), on_address(kMod, [](Key k) { return k.chn >= 0 && k.chn < VIU_MAX_CHN_NUM ? chnKey(k.chn) : k; }), true);
 
 Found device(VI_DEV dev) {
   if (dev < 0 || dev >= VIU_MAX_DEV_NUM) return missing(fault(INVALID_DEVID));

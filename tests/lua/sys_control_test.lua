@@ -31,7 +31,7 @@ describe("SYS.Init and SYS.Exit", function()
     assert.are.equal(0, VB.Config(2, { { u32BlkSize = 64, u32BlkCnt = 1 } }))
     assert.are.equal(0, VB.Init())
     sim.fail("HI_MPI_SYS_SetConf", 5)  -- not reported: Init answers for HI_MPI_SYS_Init
-    assert.are.equal(0xA0028007, u32(SYS.Init()))
+    assert.are.equal(0xA0028009, u32(SYS.Init()))
     assert.are.equal(0, SYS.Init())
     assert.are.same({ { u32AlignWidth = 16 } }, calls_named("HI_MPI_SYS_SetConf")[2].args)
     assert.are.equal(0xA0018012, u32(VB.Exit()))  -- the system still runs
@@ -69,7 +69,7 @@ describe("memory zones", function()
   end)
 
   it("answer statuses when setting and nil plus a message when reading", function()
-    assert.are.equal(0xA0028001, u32(SYS.SetMemConfByID(8, 1, 0, "ddr1")))  -- no VENC device 1
+    assert.are.equal(0xA0028003, u32(SYS.SetMemConfByID(8, 1, 0, "ddr1")))  -- no VENC device 1
     local pool = VB.CreatePool(64, 1)
     assert.error_matches(function() SYS.SetMemConf(pool, "ddr1") end, "MPPChannel expected, got Pool")
     for _, case in ipairs({
@@ -86,7 +86,7 @@ describe("memory zones", function()
     end
     local ok, msg = SYS.GetMemConf("VENC", 1, 0)
     assert.is_nil(ok)
-    assert.matches("^Fail to get mem configure %[@GetMemConf: line %d+ %- error=A0028001%]$", msg)
+    assert.matches("^Fail to get mem configure %[@GetMemConf: line %d+ %- error=A0028003%]$", msg)
   end)
 end)
 

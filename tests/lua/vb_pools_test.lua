@@ -46,7 +46,7 @@ describe("the common pool layout", function()
 
   it("answers the platform's status from Config and a single nil from GetConfig", function()
     assert.are.same({ n = 1 }, table.pack(VB.GetConfig()))  -- never configured
-    assert.are.equal(0xA0018007, u32(VB.Init()))
+    assert.are.equal(0xA0018009, u32(VB.Init()))
     assert.are.equal(0, VB.Config(4, pools(2)))
     assert.are.equal(0, VB.Init())
     assert.are.equal(0xA0018009, u32(VB.Config(4, pools(1))))  -- pools in place
@@ -116,7 +116,7 @@ describe("module common pools", function()
     end
     local ok, msg = VB.GetModPoolConf("VENC")
     assert.is_nil(ok)
-    assert.matches("^Fail to get module pool configure %[@GetModPoolConf: line %d+ %- error=A0018007%]$", msg)
+    assert.matches("^Fail to get module pool configure %[@GetModPoolConf: line %d+ %- error=A0018009%]$", msg)
     ok, msg = VB.SetModPoolConf(99, 2, pools(1))
     assert.matches("^Fail to set module pool configure %[@SetModPoolConf: line %d+ %- error=A0018003%]$", msg)
     sim.fail("HI_MPI_VB_ExitModCommPool", 2)

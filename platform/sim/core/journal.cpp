@@ -1,6 +1,8 @@
 // The call journal, findings, pending faults and the per-call bookkeeping of
 // the stubs.
 #include <algorithm>
+#include <cstdarg>
+#include <cstdio>
 #include <cstring>
 #include <deque>
 #include <mutex>
@@ -26,6 +28,9 @@ struct Journal {
     size_t dropped = 0;
     bool recording = true;
     const char* current = nullptr;  // name of the call in progress
+    std::string reason;             // why the call in progress is refused
+    size_t refusals_total = 0;
+    std::string last_refusal;
     std::deque<Finding> findings;
     size_t findings_total = 0;
 };
@@ -104,6 +109,32 @@ void finding(const char* rule, const std::string& message) {
 
 size_t findings_count() { return journal().findings_total; }
 
+HI_S32 refuse(HI_S32 code, const char* fmt, ...) {
+    std::lock_guard<std::recursive_mutex> g(lock());
+    Journal& j = journal();
+    if (!j.current || !j.reason.empty()) return code;
+    char buf[512];
+    va_list ap;
+    va_start(ap, fmt);
+    std::vsnprintf(buf, sizeof buf, fmt, ap);
+    va_end(ap);
+    j.reason = buf;
+    return code;
+}
+
+size_t refusals_count() { return journal().refusals_total; }
+
+std::string last_refusal() {
+    std::lock_guard<std::recursive_mutex> g(lock());
+    return journal().last_refusal;
+}
+
+HI_S32 refuse_destroy(const std::string& object, HI_S32 code, const std::string& why) {
+    finding("destroy-refused", object + " was not destroyed (" + why +
+                                   "): a caller that lets go of it now leaves it to nobody");
+    return refuse(code, "%s %s", object.c_str(), why.c_str());
+}
+
 size_t findings_kept() { return journal().findings.size(); }
 const Finding& finding_kept(size_t i) { return journal().findings[i]; }
 
@@ -142,14 +173,38 @@ void clear_faults() {
 Call::Call(const char* name, int nargs) {
     lock().lock();
     journal().current = name;
+    journal().reason.clear();
     entry_.name = name;
     entry_.args.resize(nargs);
     faulted_ = take_fault(name, &code_);
 }
 
+// A call is refused when its handler gave a reason, or when it answers an
+// error code (a status with the platform's 0xA0 mark); a handle-returning call
+// that fails says so through refuse().
 Call::~Call() {
+    Journal& j = journal();
+    std::string reason = std::move(j.reason);
+    j.reason.clear();
+    const bool code = entry_.ret.kind == Value::Int && entry_.ret.i < 0 &&
+                      ((unsigned)entry_.ret.i >> 24) == 0xA0u;
+    if (faulted_) {
+        reason = "failure requested with sim.fail";
+    } else if (reason.empty() && code) {
+        const HI_S32 rc = (HI_S32)(unsigned)entry_.ret.i;
+        const char* name = code_name(rc);
+        char buf[96];
+        if (name) std::snprintf(buf, sizeof buf, "%s: %s", name, code_words(rc));
+        else std::snprintf(buf, sizeof buf, "0x%08X: a code the platform does not define", (unsigned)rc);
+        reason = buf;
+    }
+    if (!reason.empty()) {
+        ++j.refusals_total;
+        j.last_refusal = entry_.name + ": " + reason;
+        entry_.reason = std::move(reason);
+    }
     keep(std::move(entry_));
-    journal().current = nullptr;
+    j.current = nullptr;
     lock().unlock();
 }
 

@@ -7,9 +7,9 @@
 namespace sim {
 
 HI_S32 tracked_default(int mod, int dev, int chn, int limit) {
-    if (chn < 0 || chn >= limit) return err(mod, INVALID_CHNID);
-    if (!find(Key{mod, dev, chn})) return err(mod, UNEXIST);
-    return err(mod, NOT_SUPPORT);
+    if (chn < 0 || chn >= limit) return refuse(err(mod, INVALID_CHNID), "channel %d outside [0, %d)", chn, limit);
+    if (!find(Key{mod, dev, chn})) return refuse(err(mod, UNEXIST), "%s does not exist", label(Key{mod, dev, chn}).c_str());
+    return refuse(err(mod, NOT_SUPPORT), "this call on %s is not simulated", label(Key{mod, dev, chn}).c_str());
 }
 
 namespace h {

@@ -4,23 +4,23 @@
 #include "sim/types.h"
 namespace sim {
 namespace h {
-__attribute__((weak)) HI_S32 HI_MPI_ADEC_ClearChnBuf(ADEC_CHN AdChn) { return sim::err(HI_ID_ADEC, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_ADEC_ClearChnBuf(ADEC_CHN AdChn) { return sim::unsupported(HI_ID_ADEC, "HI_MPI_ADEC_ClearChnBuf"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_ADEC_CreateChn(ADEC_CHN AdChn, ADEC_CHN_ATTR_S *pstAttr) { return sim::err(HI_ID_ADEC, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_ADEC_CreateChn(ADEC_CHN AdChn, ADEC_CHN_ATTR_S *pstAttr) { return sim::unsupported(HI_ID_ADEC, "HI_MPI_ADEC_CreateChn"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_ADEC_DestroyChn(ADEC_CHN AdChn) { return sim::err(HI_ID_ADEC, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_ADEC_DestroyChn(ADEC_CHN AdChn) { return sim::unsupported(HI_ID_ADEC, "HI_MPI_ADEC_DestroyChn"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_ADEC_GetFrame(ADEC_CHN AdChn, AUDIO_FRAME_INFO_S *pstFrmInfo, HI_BOOL bBlock) { return sim::err(HI_ID_ADEC, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_ADEC_GetFrame(ADEC_CHN AdChn, AUDIO_FRAME_INFO_S *pstFrmInfo, HI_BOOL bBlock) { return sim::unsupported(HI_ID_ADEC, "HI_MPI_ADEC_GetFrame"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_ADEC_RegeisterDecoder(HI_S32 *ps32Handle, ADEC_DECODER_S *pstDecoder) { return sim::err(HI_ID_ADEC, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_ADEC_RegeisterDecoder(HI_S32 *ps32Handle, ADEC_DECODER_S *pstDecoder) { return sim::unsupported(HI_ID_ADEC, "HI_MPI_ADEC_RegeisterDecoder"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_ADEC_ReleaseFrame(ADEC_CHN AdChn, AUDIO_FRAME_INFO_S *pstFrmInfo) { return sim::err(HI_ID_ADEC, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_ADEC_ReleaseFrame(ADEC_CHN AdChn, AUDIO_FRAME_INFO_S *pstFrmInfo) { return sim::unsupported(HI_ID_ADEC, "HI_MPI_ADEC_ReleaseFrame"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_ADEC_SendEndOfStream(ADEC_CHN AdChn, HI_BOOL bInstant) { return sim::err(HI_ID_ADEC, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_ADEC_SendEndOfStream(ADEC_CHN AdChn, HI_BOOL bInstant) { return sim::unsupported(HI_ID_ADEC, "HI_MPI_ADEC_SendEndOfStream"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_ADEC_SendStream(ADEC_CHN AdChn, const AUDIO_STREAM_S *pstStream, HI_BOOL bBlock) { return sim::err(HI_ID_ADEC, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_ADEC_SendStream(ADEC_CHN AdChn, const AUDIO_STREAM_S *pstStream, HI_BOOL bBlock) { return sim::unsupported(HI_ID_ADEC, "HI_MPI_ADEC_SendStream"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_ADEC_UnRegisterDecoder(HI_S32 s32Handle) { return sim::err(HI_ID_ADEC, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_ADEC_UnRegisterDecoder(HI_S32 s32Handle) { return sim::unsupported(HI_ID_ADEC, "HI_MPI_ADEC_UnRegisterDecoder"); }
 
 }  // namespace h
 }  // namespace sim

@@ -4,27 +4,27 @@
 #include "sim/types.h"
 namespace sim {
 namespace h {
-__attribute__((weak)) HI_S32 HI_MPI_AENC_CreateChn(AENC_CHN AeChn, const AENC_CHN_ATTR_S *pstAttr) { return sim::err(HI_ID_AENC, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_AENC_CreateChn(AENC_CHN AeChn, const AENC_CHN_ATTR_S *pstAttr) { return sim::unsupported(HI_ID_AENC, "HI_MPI_AENC_CreateChn"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_AENC_DestroyChn(AENC_CHN AeChn) { return sim::err(HI_ID_AENC, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_AENC_DestroyChn(AENC_CHN AeChn) { return sim::unsupported(HI_ID_AENC, "HI_MPI_AENC_DestroyChn"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_AENC_GetFd(AENC_CHN AeChn) { return sim::err(HI_ID_AENC, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_AENC_GetFd(AENC_CHN AeChn) { return sim::unsupported(HI_ID_AENC, "HI_MPI_AENC_GetFd"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_AENC_GetStream(AENC_CHN AeChn, AUDIO_STREAM_S *pstStream, HI_S32 s32MilliSec) { return sim::err(HI_ID_AENC, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_AENC_GetStream(AENC_CHN AeChn, AUDIO_STREAM_S *pstStream, HI_S32 s32MilliSec) { return sim::unsupported(HI_ID_AENC, "HI_MPI_AENC_GetStream"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_AENC_GetStreamBufInfo(AENC_CHN AeChn, HI_U32 *pu32PhysAddr, HI_U32 *pu32Size) { return sim::err(HI_ID_AENC, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_AENC_GetStreamBufInfo(AENC_CHN AeChn, HI_U32 *pu32PhysAddr, HI_U32 *pu32Size) { return sim::unsupported(HI_ID_AENC, "HI_MPI_AENC_GetStreamBufInfo"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_AENC_QueryFileStatus(AENC_CHN AeChn, AUDIO_FILE_STATUS_S *pstFileStatus) { return sim::err(HI_ID_AENC, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_AENC_QueryFileStatus(AENC_CHN AeChn, AUDIO_FILE_STATUS_S *pstFileStatus) { return sim::unsupported(HI_ID_AENC, "HI_MPI_AENC_QueryFileStatus"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_AENC_RegeisterEncoder(HI_S32 *ps32Handle, AENC_ENCODER_S *pstEncoder) { return sim::err(HI_ID_AENC, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_AENC_RegeisterEncoder(HI_S32 *ps32Handle, AENC_ENCODER_S *pstEncoder) { return sim::unsupported(HI_ID_AENC, "HI_MPI_AENC_RegeisterEncoder"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_AENC_ReleaseStream(AENC_CHN AeChn, const AUDIO_STREAM_S *pstStream) { return sim::err(HI_ID_AENC, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_AENC_ReleaseStream(AENC_CHN AeChn, const AUDIO_STREAM_S *pstStream) { return sim::unsupported(HI_ID_AENC, "HI_MPI_AENC_ReleaseStream"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_AENC_SaveFile(AENC_CHN AeChn, AUDIO_SAVE_FILE_INFO_S *pstSaveFileInfo) { return sim::err(HI_ID_AENC, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_AENC_SaveFile(AENC_CHN AeChn, AUDIO_SAVE_FILE_INFO_S *pstSaveFileInfo) { return sim::unsupported(HI_ID_AENC, "HI_MPI_AENC_SaveFile"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_AENC_SendFrame(AENC_CHN AeChn, const AUDIO_FRAME_S *pstFrm, const AEC_FRAME_S *pstAecFrm) { return sim::err(HI_ID_AENC, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_AENC_SendFrame(AENC_CHN AeChn, const AUDIO_FRAME_S *pstFrm, const AEC_FRAME_S *pstAecFrm) { return sim::unsupported(HI_ID_AENC, "HI_MPI_AENC_SendFrame"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_AENC_UnRegisterEncoder(HI_S32 s32Handle) { return sim::err(HI_ID_AENC, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_AENC_UnRegisterEncoder(HI_S32 s32Handle) { return sim::unsupported(HI_ID_AENC, "HI_MPI_AENC_UnRegisterEncoder"); }
 
 }  // namespace h
 }  // namespace sim

@@ -4,53 +4,53 @@
 #include "sim/types.h"
 namespace sim {
 namespace h {
-__attribute__((weak)) HI_S32 HI_MPI_AI_ClrPubAttr(AUDIO_DEV AiDevId) { return sim::err(HI_ID_AI, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_AI_ClrPubAttr(AUDIO_DEV AiDevId) { return sim::unsupported(HI_ID_AI, "HI_MPI_AI_ClrPubAttr"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_AI_Disable(AUDIO_DEV AiDevId) { return sim::err(HI_ID_AI, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_AI_Disable(AUDIO_DEV AiDevId) { return sim::unsupported(HI_ID_AI, "HI_MPI_AI_Disable"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_AI_DisableChn(AUDIO_DEV AiDevId, AI_CHN AiChn) { return sim::err(HI_ID_AI, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_AI_DisableChn(AUDIO_DEV AiDevId, AI_CHN AiChn) { return sim::unsupported(HI_ID_AI, "HI_MPI_AI_DisableChn"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_AI_DisableReSmp(AUDIO_DEV AiDevId, AI_CHN AiChn) { return sim::err(HI_ID_AI, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_AI_DisableReSmp(AUDIO_DEV AiDevId, AI_CHN AiChn) { return sim::unsupported(HI_ID_AI, "HI_MPI_AI_DisableReSmp"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_AI_DisableVqe(AUDIO_DEV AiDevId, AI_CHN AiChn) { return sim::err(HI_ID_AI, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_AI_DisableVqe(AUDIO_DEV AiDevId, AI_CHN AiChn) { return sim::unsupported(HI_ID_AI, "HI_MPI_AI_DisableVqe"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_AI_Enable(AUDIO_DEV AiDevId) { return sim::err(HI_ID_AI, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_AI_Enable(AUDIO_DEV AiDevId) { return sim::unsupported(HI_ID_AI, "HI_MPI_AI_Enable"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_AI_EnableChn(AUDIO_DEV AiDevId, AI_CHN AiChn) { return sim::err(HI_ID_AI, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_AI_EnableChn(AUDIO_DEV AiDevId, AI_CHN AiChn) { return sim::unsupported(HI_ID_AI, "HI_MPI_AI_EnableChn"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_AI_EnableReSmp(AUDIO_DEV AiDevId, AI_CHN AiChn, AUDIO_SAMPLE_RATE_E enOutSampleRate) { return sim::err(HI_ID_AI, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_AI_EnableReSmp(AUDIO_DEV AiDevId, AI_CHN AiChn, AUDIO_SAMPLE_RATE_E enOutSampleRate) { return sim::unsupported(HI_ID_AI, "HI_MPI_AI_EnableReSmp"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_AI_EnableVqe(AUDIO_DEV AiDevId, AI_CHN AiChn) { return sim::err(HI_ID_AI, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_AI_EnableVqe(AUDIO_DEV AiDevId, AI_CHN AiChn) { return sim::unsupported(HI_ID_AI, "HI_MPI_AI_EnableVqe"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_AI_GetChnParam(AUDIO_DEV AiDevId, AI_CHN AiChn, AI_CHN_PARAM_S *pstChnParam) { return sim::err(HI_ID_AI, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_AI_GetChnParam(AUDIO_DEV AiDevId, AI_CHN AiChn, AI_CHN_PARAM_S *pstChnParam) { return sim::unsupported(HI_ID_AI, "HI_MPI_AI_GetChnParam"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_AI_GetFd(AUDIO_DEV AiDevId, AI_CHN AiChn) { return sim::err(HI_ID_AI, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_AI_GetFd(AUDIO_DEV AiDevId, AI_CHN AiChn) { return sim::unsupported(HI_ID_AI, "HI_MPI_AI_GetFd"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_AI_GetFrame(AUDIO_DEV AiDevId, AI_CHN AiChn, AUDIO_FRAME_S *pstFrm, AEC_FRAME_S *pstAecFrm, HI_S32 s32MilliSec) { return sim::err(HI_ID_AI, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_AI_GetFrame(AUDIO_DEV AiDevId, AI_CHN AiChn, AUDIO_FRAME_S *pstFrm, AEC_FRAME_S *pstAecFrm, HI_S32 s32MilliSec) { return sim::unsupported(HI_ID_AI, "HI_MPI_AI_GetFrame"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_AI_GetPubAttr(AUDIO_DEV AiDevId, AIO_ATTR_S *pstAttr) { return sim::err(HI_ID_AI, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_AI_GetPubAttr(AUDIO_DEV AiDevId, AIO_ATTR_S *pstAttr) { return sim::unsupported(HI_ID_AI, "HI_MPI_AI_GetPubAttr"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_AI_GetTrackMode(AUDIO_DEV AiDevId, AUDIO_TRACK_MODE_E *penTrackMode) { return sim::err(HI_ID_AI, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_AI_GetTrackMode(AUDIO_DEV AiDevId, AUDIO_TRACK_MODE_E *penTrackMode) { return sim::unsupported(HI_ID_AI, "HI_MPI_AI_GetTrackMode"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_AI_GetVqeAttr(AUDIO_DEV AiDevId, AI_CHN AiChn, AI_VQE_CONFIG_S *pstVqeConfig) { return sim::err(HI_ID_AI, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_AI_GetVqeAttr(AUDIO_DEV AiDevId, AI_CHN AiChn, AI_VQE_CONFIG_S *pstVqeConfig) { return sim::unsupported(HI_ID_AI, "HI_MPI_AI_GetVqeAttr"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_AI_GetVqeVolume(AUDIO_DEV AiDevId, AI_CHN AiChn, HI_S32 *ps32VolumeDb) { return sim::err(HI_ID_AI, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_AI_GetVqeVolume(AUDIO_DEV AiDevId, AI_CHN AiChn, HI_S32 *ps32VolumeDb) { return sim::unsupported(HI_ID_AI, "HI_MPI_AI_GetVqeVolume"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_AI_QueryFileStatus(AUDIO_DEV AiDevId, AI_CHN AiChn, AUDIO_FILE_STATUS_S *pstFileStatus) { return sim::err(HI_ID_AI, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_AI_QueryFileStatus(AUDIO_DEV AiDevId, AI_CHN AiChn, AUDIO_FILE_STATUS_S *pstFileStatus) { return sim::unsupported(HI_ID_AI, "HI_MPI_AI_QueryFileStatus"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_AI_ReleaseFrame(AUDIO_DEV AiDevId, AI_CHN AiChn, AUDIO_FRAME_S *pstFrm, AEC_FRAME_S *pstAecFrm) { return sim::err(HI_ID_AI, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_AI_ReleaseFrame(AUDIO_DEV AiDevId, AI_CHN AiChn, AUDIO_FRAME_S *pstFrm, AEC_FRAME_S *pstAecFrm) { return sim::unsupported(HI_ID_AI, "HI_MPI_AI_ReleaseFrame"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_AI_SaveFile(AUDIO_DEV AiDevId, AI_CHN AiChn, AUDIO_SAVE_FILE_INFO_S *pstSaveFileInfo) { return sim::err(HI_ID_AI, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_AI_SaveFile(AUDIO_DEV AiDevId, AI_CHN AiChn, AUDIO_SAVE_FILE_INFO_S *pstSaveFileInfo) { return sim::unsupported(HI_ID_AI, "HI_MPI_AI_SaveFile"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_AI_SetChnParam(AUDIO_DEV AiDevId, AI_CHN AiChn, AI_CHN_PARAM_S *pstChnParam) { return sim::err(HI_ID_AI, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_AI_SetChnParam(AUDIO_DEV AiDevId, AI_CHN AiChn, AI_CHN_PARAM_S *pstChnParam) { return sim::unsupported(HI_ID_AI, "HI_MPI_AI_SetChnParam"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_AI_SetPubAttr(AUDIO_DEV AiDevId, const AIO_ATTR_S *pstAttr) { return sim::err(HI_ID_AI, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_AI_SetPubAttr(AUDIO_DEV AiDevId, const AIO_ATTR_S *pstAttr) { return sim::unsupported(HI_ID_AI, "HI_MPI_AI_SetPubAttr"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_AI_SetTrackMode(AUDIO_DEV AiDevId, AUDIO_TRACK_MODE_E enTrackMode) { return sim::err(HI_ID_AI, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_AI_SetTrackMode(AUDIO_DEV AiDevId, AUDIO_TRACK_MODE_E enTrackMode) { return sim::unsupported(HI_ID_AI, "HI_MPI_AI_SetTrackMode"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_AI_SetVqeAttr(AUDIO_DEV AiDevId, AI_CHN AiChn, AUDIO_DEV AoDevId, AO_CHN AoChn, AI_VQE_CONFIG_S *pstVqeConfig) { return sim::err(HI_ID_AI, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_AI_SetVqeAttr(AUDIO_DEV AiDevId, AI_CHN AiChn, AUDIO_DEV AoDevId, AO_CHN AoChn, AI_VQE_CONFIG_S *pstVqeConfig) { return sim::unsupported(HI_ID_AI, "HI_MPI_AI_SetVqeAttr"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_AI_SetVqeVolume(AUDIO_DEV AiDevId, AI_CHN AiChn, HI_S32 s32VolumeDb) { return sim::err(HI_ID_AI, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_AI_SetVqeVolume(AUDIO_DEV AiDevId, AI_CHN AiChn, HI_S32 s32VolumeDb) { return sim::unsupported(HI_ID_AI, "HI_MPI_AI_SetVqeVolume"); }
 
 }  // namespace h
 }  // namespace sim

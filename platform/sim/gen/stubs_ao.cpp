@@ -4,59 +4,59 @@
 #include "sim/types.h"
 namespace sim {
 namespace h {
-__attribute__((weak)) HI_S32 HI_MPI_AO_ClearChnBuf(AUDIO_DEV AoDevId, AO_CHN AoChn) { return sim::err(HI_ID_AO, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_AO_ClearChnBuf(AUDIO_DEV AoDevId, AO_CHN AoChn) { return sim::unsupported(HI_ID_AO, "HI_MPI_AO_ClearChnBuf"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_AO_ClrPubAttr(AUDIO_DEV AoDevId) { return sim::err(HI_ID_AO, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_AO_ClrPubAttr(AUDIO_DEV AoDevId) { return sim::unsupported(HI_ID_AO, "HI_MPI_AO_ClrPubAttr"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_AO_Disable(AUDIO_DEV AoDevId) { return sim::err(HI_ID_AO, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_AO_Disable(AUDIO_DEV AoDevId) { return sim::unsupported(HI_ID_AO, "HI_MPI_AO_Disable"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_AO_DisableChn(AUDIO_DEV AoDevId, AO_CHN AoChn) { return sim::err(HI_ID_AO, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_AO_DisableChn(AUDIO_DEV AoDevId, AO_CHN AoChn) { return sim::unsupported(HI_ID_AO, "HI_MPI_AO_DisableChn"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_AO_DisableReSmp(AUDIO_DEV AoDevId, AO_CHN AoChn) { return sim::err(HI_ID_AO, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_AO_DisableReSmp(AUDIO_DEV AoDevId, AO_CHN AoChn) { return sim::unsupported(HI_ID_AO, "HI_MPI_AO_DisableReSmp"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_AO_DisableVqe(AUDIO_DEV AoDevId, AO_CHN AoChn) { return sim::err(HI_ID_AO, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_AO_DisableVqe(AUDIO_DEV AoDevId, AO_CHN AoChn) { return sim::unsupported(HI_ID_AO, "HI_MPI_AO_DisableVqe"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_AO_Enable(AUDIO_DEV AoDevId) { return sim::err(HI_ID_AO, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_AO_Enable(AUDIO_DEV AoDevId) { return sim::unsupported(HI_ID_AO, "HI_MPI_AO_Enable"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_AO_EnableChn(AUDIO_DEV AoDevId, AO_CHN AoChn) { return sim::err(HI_ID_AO, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_AO_EnableChn(AUDIO_DEV AoDevId, AO_CHN AoChn) { return sim::unsupported(HI_ID_AO, "HI_MPI_AO_EnableChn"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_AO_EnableReSmp(AUDIO_DEV AoDevId, AO_CHN AoChn, AUDIO_SAMPLE_RATE_E enInSampleRate) { return sim::err(HI_ID_AO, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_AO_EnableReSmp(AUDIO_DEV AoDevId, AO_CHN AoChn, AUDIO_SAMPLE_RATE_E enInSampleRate) { return sim::unsupported(HI_ID_AO, "HI_MPI_AO_EnableReSmp"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_AO_EnableVqe(AUDIO_DEV AoDevId, AO_CHN AoChn) { return sim::err(HI_ID_AO, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_AO_EnableVqe(AUDIO_DEV AoDevId, AO_CHN AoChn) { return sim::unsupported(HI_ID_AO, "HI_MPI_AO_EnableVqe"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_AO_GetFd(AUDIO_DEV AoDevId, AO_CHN AoChn) { return sim::err(HI_ID_AO, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_AO_GetFd(AUDIO_DEV AoDevId, AO_CHN AoChn) { return sim::unsupported(HI_ID_AO, "HI_MPI_AO_GetFd"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_AO_GetMute(AUDIO_DEV AoDevId, HI_BOOL *pbEnable, AUDIO_FADE_S *pstFade) { return sim::err(HI_ID_AO, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_AO_GetMute(AUDIO_DEV AoDevId, HI_BOOL *pbEnable, AUDIO_FADE_S *pstFade) { return sim::unsupported(HI_ID_AO, "HI_MPI_AO_GetMute"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_AO_GetPubAttr(AUDIO_DEV AoDevId, AIO_ATTR_S *pstAttr) { return sim::err(HI_ID_AO, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_AO_GetPubAttr(AUDIO_DEV AoDevId, AIO_ATTR_S *pstAttr) { return sim::unsupported(HI_ID_AO, "HI_MPI_AO_GetPubAttr"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_AO_GetTrackMode(AUDIO_DEV AoDevId, AUDIO_TRACK_MODE_E *penTrackMode) { return sim::err(HI_ID_AO, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_AO_GetTrackMode(AUDIO_DEV AoDevId, AUDIO_TRACK_MODE_E *penTrackMode) { return sim::unsupported(HI_ID_AO, "HI_MPI_AO_GetTrackMode"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_AO_GetVolume(AUDIO_DEV AoDevId, HI_S32 *ps32VolumeDb) { return sim::err(HI_ID_AO, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_AO_GetVolume(AUDIO_DEV AoDevId, HI_S32 *ps32VolumeDb) { return sim::unsupported(HI_ID_AO, "HI_MPI_AO_GetVolume"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_AO_GetVqeAttr(AUDIO_DEV AoDevId, AO_CHN AoChn, AO_VQE_CONFIG_S *pstVqeConfig) { return sim::err(HI_ID_AO, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_AO_GetVqeAttr(AUDIO_DEV AoDevId, AO_CHN AoChn, AO_VQE_CONFIG_S *pstVqeConfig) { return sim::unsupported(HI_ID_AO, "HI_MPI_AO_GetVqeAttr"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_AO_PauseChn(AUDIO_DEV AoDevId, AO_CHN AoChn) { return sim::err(HI_ID_AO, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_AO_PauseChn(AUDIO_DEV AoDevId, AO_CHN AoChn) { return sim::unsupported(HI_ID_AO, "HI_MPI_AO_PauseChn"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_AO_QueryChnStat(AUDIO_DEV AoDevId, AO_CHN AoChn, AO_CHN_STATE_S *pstStatus) { return sim::err(HI_ID_AO, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_AO_QueryChnStat(AUDIO_DEV AoDevId, AO_CHN AoChn, AO_CHN_STATE_S *pstStatus) { return sim::unsupported(HI_ID_AO, "HI_MPI_AO_QueryChnStat"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_AO_QueryFileStatus(AUDIO_DEV AoDevId, AO_CHN AoChn, AUDIO_FILE_STATUS_S *pstFileStatus) { return sim::err(HI_ID_AO, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_AO_QueryFileStatus(AUDIO_DEV AoDevId, AO_CHN AoChn, AUDIO_FILE_STATUS_S *pstFileStatus) { return sim::unsupported(HI_ID_AO, "HI_MPI_AO_QueryFileStatus"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_AO_ResumeChn(AUDIO_DEV AoDevId, AO_CHN AoChn) { return sim::err(HI_ID_AO, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_AO_ResumeChn(AUDIO_DEV AoDevId, AO_CHN AoChn) { return sim::unsupported(HI_ID_AO, "HI_MPI_AO_ResumeChn"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_AO_SaveFile(AUDIO_DEV AoDevId, AO_CHN AoChn, AUDIO_SAVE_FILE_INFO_S *pstSaveFileInfo) { return sim::err(HI_ID_AO, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_AO_SaveFile(AUDIO_DEV AoDevId, AO_CHN AoChn, AUDIO_SAVE_FILE_INFO_S *pstSaveFileInfo) { return sim::unsupported(HI_ID_AO, "HI_MPI_AO_SaveFile"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_AO_SendFrame(AUDIO_DEV AoDevId, AO_CHN AoChn, const AUDIO_FRAME_S *pstData, HI_S32 s32MilliSec) { return sim::err(HI_ID_AO, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_AO_SendFrame(AUDIO_DEV AoDevId, AO_CHN AoChn, const AUDIO_FRAME_S *pstData, HI_S32 s32MilliSec) { return sim::unsupported(HI_ID_AO, "HI_MPI_AO_SendFrame"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_AO_SetMute(AUDIO_DEV AoDevId, HI_BOOL bEnable, AUDIO_FADE_S *pstFade) { return sim::err(HI_ID_AO, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_AO_SetMute(AUDIO_DEV AoDevId, HI_BOOL bEnable, AUDIO_FADE_S *pstFade) { return sim::unsupported(HI_ID_AO, "HI_MPI_AO_SetMute"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_AO_SetPubAttr(AUDIO_DEV AoDevId, const AIO_ATTR_S *pstAttr) { return sim::err(HI_ID_AO, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_AO_SetPubAttr(AUDIO_DEV AoDevId, const AIO_ATTR_S *pstAttr) { return sim::unsupported(HI_ID_AO, "HI_MPI_AO_SetPubAttr"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_AO_SetTrackMode(AUDIO_DEV AoDevId, AUDIO_TRACK_MODE_E enTrackMode) { return sim::err(HI_ID_AO, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_AO_SetTrackMode(AUDIO_DEV AoDevId, AUDIO_TRACK_MODE_E enTrackMode) { return sim::unsupported(HI_ID_AO, "HI_MPI_AO_SetTrackMode"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_AO_SetVolume(AUDIO_DEV AoDevId, HI_S32 s32VolumeDb) { return sim::err(HI_ID_AO, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_AO_SetVolume(AUDIO_DEV AoDevId, HI_S32 s32VolumeDb) { return sim::unsupported(HI_ID_AO, "HI_MPI_AO_SetVolume"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_AO_SetVqeAttr(AUDIO_DEV AoDevId, AO_CHN AoChn, AO_VQE_CONFIG_S *pstVqeConfig) { return sim::err(HI_ID_AO, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_AO_SetVqeAttr(AUDIO_DEV AoDevId, AO_CHN AoChn, AO_VQE_CONFIG_S *pstVqeConfig) { return sim::unsupported(HI_ID_AO, "HI_MPI_AO_SetVqeAttr"); }
 
 }  // namespace h
 }  // namespace sim

@@ -4,43 +4,43 @@
 #include "sim/types.h"
 namespace sim {
 namespace h {
-__attribute__((weak)) HI_S32 HI_MPI_HDMI_Close(HI_HDMI_ID_E enHdmi) { return sim::err(HI_ID_HDMI, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_HDMI_Close(HI_HDMI_ID_E enHdmi) { return sim::unsupported(HI_ID_HDMI, "HI_MPI_HDMI_Close"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_HDMI_DeInit(void) { return sim::err(HI_ID_HDMI, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_HDMI_DeInit(void) { return sim::unsupported(HI_ID_HDMI, "HI_MPI_HDMI_DeInit"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_HDMI_Force_GetEDID(HI_HDMI_ID_E enHdmi, HI_HDMI_EDID_S *pstEdidData) { return sim::err(HI_ID_HDMI, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_HDMI_Force_GetEDID(HI_HDMI_ID_E enHdmi, HI_HDMI_EDID_S *pstEdidData) { return sim::unsupported(HI_ID_HDMI, "HI_MPI_HDMI_Force_GetEDID"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_HDMI_GetAttr(HI_HDMI_ID_E enHdmi, HI_HDMI_ATTR_S *pstAttr) { return sim::err(HI_ID_HDMI, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_HDMI_GetAttr(HI_HDMI_ID_E enHdmi, HI_HDMI_ATTR_S *pstAttr) { return sim::unsupported(HI_ID_HDMI, "HI_MPI_HDMI_GetAttr"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_HDMI_GetDeepColor(HI_HDMI_ID_E enHdmi, HI_HDMI_DEEP_COLOR_E *penDeepColor) { return sim::err(HI_ID_HDMI, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_HDMI_GetDeepColor(HI_HDMI_ID_E enHdmi, HI_HDMI_DEEP_COLOR_E *penDeepColor) { return sim::unsupported(HI_ID_HDMI, "HI_MPI_HDMI_GetDeepColor"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_HDMI_GetHwSpec(HI_HDMI_ID_E enHdmi, HI_HDMI_HW_SPEC_S *pstHwSpec) { return sim::err(HI_ID_HDMI, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_HDMI_GetHwSpec(HI_HDMI_ID_E enHdmi, HI_HDMI_HW_SPEC_S *pstHwSpec) { return sim::unsupported(HI_ID_HDMI, "HI_MPI_HDMI_GetHwSpec"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_HDMI_GetInfoFrame(HI_HDMI_ID_E enHdmi, HI_HDMI_INFOFRAME_TYPE_E enInfoFrameType, HI_HDMI_INFOFRAME_S *pstInfoFrame) { return sim::err(HI_ID_HDMI, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_HDMI_GetInfoFrame(HI_HDMI_ID_E enHdmi, HI_HDMI_INFOFRAME_TYPE_E enInfoFrameType, HI_HDMI_INFOFRAME_S *pstInfoFrame) { return sim::unsupported(HI_ID_HDMI, "HI_MPI_HDMI_GetInfoFrame"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_HDMI_GetSinkCapability(HI_HDMI_ID_E enHdmi, HI_HDMI_SINK_CAPABILITY_S *pstSinkCap) { return sim::err(HI_ID_HDMI, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_HDMI_GetSinkCapability(HI_HDMI_ID_E enHdmi, HI_HDMI_SINK_CAPABILITY_S *pstSinkCap) { return sim::unsupported(HI_ID_HDMI, "HI_MPI_HDMI_GetSinkCapability"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_HDMI_Init(void) { return sim::err(HI_ID_HDMI, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_HDMI_Init(void) { return sim::unsupported(HI_ID_HDMI, "HI_MPI_HDMI_Init"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_HDMI_Open(HI_HDMI_ID_E enHdmi) { return sim::err(HI_ID_HDMI, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_HDMI_Open(HI_HDMI_ID_E enHdmi) { return sim::unsupported(HI_ID_HDMI, "HI_MPI_HDMI_Open"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_HDMI_RegCallbackFunc(HI_HDMI_ID_E enHdmi, HI_HDMI_CALLBACK_FUNC_S *pstCallbackFunc) { return sim::err(HI_ID_HDMI, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_HDMI_RegCallbackFunc(HI_HDMI_ID_E enHdmi, HI_HDMI_CALLBACK_FUNC_S *pstCallbackFunc) { return sim::unsupported(HI_ID_HDMI, "HI_MPI_HDMI_RegCallbackFunc"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_HDMI_SetAVMute(HI_HDMI_ID_E enHdmi, HI_BOOL bAvMute) { return sim::err(HI_ID_HDMI, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_HDMI_SetAVMute(HI_HDMI_ID_E enHdmi, HI_BOOL bAvMute) { return sim::unsupported(HI_ID_HDMI, "HI_MPI_HDMI_SetAVMute"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_HDMI_SetAttr(HI_HDMI_ID_E enHdmi, HI_HDMI_ATTR_S *pstAttr) { return sim::err(HI_ID_HDMI, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_HDMI_SetAttr(HI_HDMI_ID_E enHdmi, HI_HDMI_ATTR_S *pstAttr) { return sim::unsupported(HI_ID_HDMI, "HI_MPI_HDMI_SetAttr"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_HDMI_SetDeepColor(HI_HDMI_ID_E enHdmi, HI_HDMI_DEEP_COLOR_E enDeepColor) { return sim::err(HI_ID_HDMI, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_HDMI_SetDeepColor(HI_HDMI_ID_E enHdmi, HI_HDMI_DEEP_COLOR_E enDeepColor) { return sim::unsupported(HI_ID_HDMI, "HI_MPI_HDMI_SetDeepColor"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_HDMI_SetHwSpec(HI_HDMI_ID_E enHdmi, const HI_HDMI_HW_SPEC_S *pstHwSpec) { return sim::err(HI_ID_HDMI, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_HDMI_SetHwSpec(HI_HDMI_ID_E enHdmi, const HI_HDMI_HW_SPEC_S *pstHwSpec) { return sim::unsupported(HI_ID_HDMI, "HI_MPI_HDMI_SetHwSpec"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_HDMI_SetInfoFrame(HI_HDMI_ID_E enHdmi, HI_HDMI_INFOFRAME_S *pstInfoFrame) { return sim::err(HI_ID_HDMI, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_HDMI_SetInfoFrame(HI_HDMI_ID_E enHdmi, HI_HDMI_INFOFRAME_S *pstInfoFrame) { return sim::unsupported(HI_ID_HDMI, "HI_MPI_HDMI_SetInfoFrame"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_HDMI_Start(HI_HDMI_ID_E enHdmi) { return sim::err(HI_ID_HDMI, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_HDMI_Start(HI_HDMI_ID_E enHdmi) { return sim::unsupported(HI_ID_HDMI, "HI_MPI_HDMI_Start"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_HDMI_Stop(HI_HDMI_ID_E enHdmi) { return sim::err(HI_ID_HDMI, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_HDMI_Stop(HI_HDMI_ID_E enHdmi) { return sim::unsupported(HI_ID_HDMI, "HI_MPI_HDMI_Stop"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_HDMI_UnRegCallbackFunc(HI_HDMI_ID_E enHdmi, HI_HDMI_CALLBACK_FUNC_S *pstCallbackFunc) { return sim::err(HI_ID_HDMI, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_HDMI_UnRegCallbackFunc(HI_HDMI_ID_E enHdmi, HI_HDMI_CALLBACK_FUNC_S *pstCallbackFunc) { return sim::unsupported(HI_ID_HDMI, "HI_MPI_HDMI_UnRegCallbackFunc"); }
 
 }  // namespace h
 }  // namespace sim

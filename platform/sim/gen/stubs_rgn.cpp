@@ -4,31 +4,31 @@
 #include "sim/types.h"
 namespace sim {
 namespace h {
-__attribute__((weak)) HI_S32 HI_MPI_RGN_AttachToChn(RGN_HANDLE Handle, const MPP_CHN_S *pstChn, const RGN_CHN_ATTR_S *pstChnAttr) { return sim::err(HI_ID_RGN, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_RGN_AttachToChn(RGN_HANDLE Handle, const MPP_CHN_S *pstChn, const RGN_CHN_ATTR_S *pstChnAttr) { return sim::unsupported(HI_ID_RGN, "HI_MPI_RGN_AttachToChn"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_RGN_Create(RGN_HANDLE Handle, const RGN_ATTR_S *pstRegion) { return sim::err(HI_ID_RGN, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_RGN_Create(RGN_HANDLE Handle, const RGN_ATTR_S *pstRegion) { return sim::unsupported(HI_ID_RGN, "HI_MPI_RGN_Create"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_RGN_Destroy(RGN_HANDLE Handle) { return sim::err(HI_ID_RGN, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_RGN_Destroy(RGN_HANDLE Handle) { return sim::unsupported(HI_ID_RGN, "HI_MPI_RGN_Destroy"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_RGN_DetachFromChn(RGN_HANDLE Handle, const MPP_CHN_S *pstChn) { return sim::err(HI_ID_RGN, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_RGN_DetachFromChn(RGN_HANDLE Handle, const MPP_CHN_S *pstChn) { return sim::unsupported(HI_ID_RGN, "HI_MPI_RGN_DetachFromChn"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_RGN_GetAttachField(RGN_HANDLE Handle, VIDEO_FIELD_E *penAttachField) { return sim::err(HI_ID_RGN, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_RGN_GetAttachField(RGN_HANDLE Handle, VIDEO_FIELD_E *penAttachField) { return sim::unsupported(HI_ID_RGN, "HI_MPI_RGN_GetAttachField"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_RGN_GetAttr(RGN_HANDLE Handle, RGN_ATTR_S *pstRegion) { return sim::err(HI_ID_RGN, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_RGN_GetAttr(RGN_HANDLE Handle, RGN_ATTR_S *pstRegion) { return sim::unsupported(HI_ID_RGN, "HI_MPI_RGN_GetAttr"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_RGN_GetCanvasInfo(RGN_HANDLE Handle, RGN_CANVAS_INFO_S *pstCanvasInfo) { return sim::err(HI_ID_RGN, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_RGN_GetCanvasInfo(RGN_HANDLE Handle, RGN_CANVAS_INFO_S *pstCanvasInfo) { return sim::unsupported(HI_ID_RGN, "HI_MPI_RGN_GetCanvasInfo"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_RGN_GetDisplayAttr(RGN_HANDLE Handle, const MPP_CHN_S *pstChn, RGN_CHN_ATTR_S *pstChnAttr) { return sim::err(HI_ID_RGN, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_RGN_GetDisplayAttr(RGN_HANDLE Handle, const MPP_CHN_S *pstChn, RGN_CHN_ATTR_S *pstChnAttr) { return sim::unsupported(HI_ID_RGN, "HI_MPI_RGN_GetDisplayAttr"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_RGN_SetAttachField(RGN_HANDLE Handle, VIDEO_FIELD_E enAttachField) { return sim::err(HI_ID_RGN, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_RGN_SetAttachField(RGN_HANDLE Handle, VIDEO_FIELD_E enAttachField) { return sim::unsupported(HI_ID_RGN, "HI_MPI_RGN_SetAttachField"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_RGN_SetAttr(RGN_HANDLE Handle, const RGN_ATTR_S *pstRegion) { return sim::err(HI_ID_RGN, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_RGN_SetAttr(RGN_HANDLE Handle, const RGN_ATTR_S *pstRegion) { return sim::unsupported(HI_ID_RGN, "HI_MPI_RGN_SetAttr"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_RGN_SetBitMap(RGN_HANDLE Handle, const BITMAP_S *pstBitmap) { return sim::err(HI_ID_RGN, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_RGN_SetBitMap(RGN_HANDLE Handle, const BITMAP_S *pstBitmap) { return sim::unsupported(HI_ID_RGN, "HI_MPI_RGN_SetBitMap"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_RGN_SetDisplayAttr(RGN_HANDLE Handle, const MPP_CHN_S *pstChn, const RGN_CHN_ATTR_S *pstChnAttr) { return sim::err(HI_ID_RGN, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_RGN_SetDisplayAttr(RGN_HANDLE Handle, const MPP_CHN_S *pstChn, const RGN_CHN_ATTR_S *pstChnAttr) { return sim::unsupported(HI_ID_RGN, "HI_MPI_RGN_SetDisplayAttr"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_RGN_UpdateCanvas(RGN_HANDLE Handle) { return sim::err(HI_ID_RGN, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_RGN_UpdateCanvas(RGN_HANDLE Handle) { return sim::unsupported(HI_ID_RGN, "HI_MPI_RGN_UpdateCanvas"); }
 
 }  // namespace h
 }  // namespace sim

@@ -4,57 +4,57 @@
 #include "sim/types.h"
 namespace sim {
 namespace h {
-__attribute__((weak)) HI_S32 HI_MPI_SYS_Bind(MPP_CHN_S *pstSrcChn, MPP_CHN_S *pstDestChn) { return sim::err(HI_ID_SYS, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_SYS_Bind(MPP_CHN_S *pstSrcChn, MPP_CHN_S *pstDestChn) { return sim::unsupported(HI_ID_SYS, "HI_MPI_SYS_Bind"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_SYS_CloseFd(void) { return sim::err(HI_ID_SYS, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_SYS_CloseFd(void) { return sim::unsupported(HI_ID_SYS, "HI_MPI_SYS_CloseFd"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_SYS_Exit(void) { return sim::err(HI_ID_SYS, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_SYS_Exit(void) { return sim::unsupported(HI_ID_SYS, "HI_MPI_SYS_Exit"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_SYS_GetBindbyDest(MPP_CHN_S *pstDestChn, MPP_CHN_S *pstSrcChn) { return sim::err(HI_ID_SYS, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_SYS_GetBindbyDest(MPP_CHN_S *pstDestChn, MPP_CHN_S *pstSrcChn) { return sim::unsupported(HI_ID_SYS, "HI_MPI_SYS_GetBindbyDest"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_SYS_GetChipId(HI_U32 *pu32ChipId) { return sim::err(HI_ID_SYS, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_SYS_GetChipId(HI_U32 *pu32ChipId) { return sim::unsupported(HI_ID_SYS, "HI_MPI_SYS_GetChipId"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_SYS_GetConf(MPP_SYS_CONF_S *pstSysConf) { return sim::err(HI_ID_SYS, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_SYS_GetConf(MPP_SYS_CONF_S *pstSysConf) { return sim::unsupported(HI_ID_SYS, "HI_MPI_SYS_GetConf"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_SYS_GetCurPts(HI_U64 *pu64CurPts) { return sim::err(HI_ID_SYS, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_SYS_GetCurPts(HI_U64 *pu64CurPts) { return sim::unsupported(HI_ID_SYS, "HI_MPI_SYS_GetCurPts"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_SYS_GetCustomCode(HI_U32 *pu32CustomCode) { return sim::err(HI_ID_SYS, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_SYS_GetCustomCode(HI_U32 *pu32CustomCode) { return sim::unsupported(HI_ID_SYS, "HI_MPI_SYS_GetCustomCode"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_SYS_GetMemConf(MPP_CHN_S *pstMppChn, HI_CHAR *pcMmzName) { return sim::err(HI_ID_SYS, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_SYS_GetMemConf(MPP_CHN_S *pstMppChn, HI_CHAR *pcMmzName) { return sim::unsupported(HI_ID_SYS, "HI_MPI_SYS_GetMemConf"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_SYS_GetScaleCoefLevel(SCALE_RANGE_S *pstScaleRange, SCALE_COEFF_LEVEL_S *pstScaleCoeffLevel) { return sim::err(HI_ID_SYS, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_SYS_GetScaleCoefLevel(SCALE_RANGE_S *pstScaleRange, SCALE_COEFF_LEVEL_S *pstScaleCoeffLevel) { return sim::unsupported(HI_ID_SYS, "HI_MPI_SYS_GetScaleCoefLevel"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_SYS_GetVersion(MPP_VERSION_S *pstVersion) { return sim::err(HI_ID_SYS, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_SYS_GetVersion(MPP_VERSION_S *pstVersion) { return sim::unsupported(HI_ID_SYS, "HI_MPI_SYS_GetVersion"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_SYS_Init(void) { return sim::err(HI_ID_SYS, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_SYS_Init(void) { return sim::unsupported(HI_ID_SYS, "HI_MPI_SYS_Init"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_SYS_InitPtsBase(HI_U64 u64PtsBase) { return sim::err(HI_ID_SYS, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_SYS_InitPtsBase(HI_U64 u64PtsBase) { return sim::unsupported(HI_ID_SYS, "HI_MPI_SYS_InitPtsBase"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_SYS_MflushCache(HI_U32 u32PhyAddr, void *pVirAddr, HI_U32 u32Size) { return sim::err(HI_ID_SYS, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_SYS_MflushCache(HI_U32 u32PhyAddr, void *pVirAddr, HI_U32 u32Size) { return sim::unsupported(HI_ID_SYS, "HI_MPI_SYS_MflushCache"); }
 
 __attribute__((weak)) void * HI_MPI_SYS_Mmap(HI_U32 u32PhyAddr, HI_U32 u32Size) { return nullptr; }
 
 __attribute__((weak)) void * HI_MPI_SYS_MmapCache(HI_U32 u32PhyAddr, HI_U32 u32Size) { return nullptr; }
 
-__attribute__((weak)) HI_S32 HI_MPI_SYS_MmzAlloc(HI_U32 *pu32PhyAddr, void **ppVirtAddr, const HI_CHAR *strMmb, const HI_CHAR *strZone, HI_U32 u32Len) { return sim::err(HI_ID_SYS, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_SYS_MmzAlloc(HI_U32 *pu32PhyAddr, void **ppVirtAddr, const HI_CHAR *strMmb, const HI_CHAR *strZone, HI_U32 u32Len) { return sim::unsupported(HI_ID_SYS, "HI_MPI_SYS_MmzAlloc"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_SYS_MmzAlloc_Cached(HI_U32 *pu32PhyAddr, void **ppVitAddr, const HI_CHAR *pstrMmb, const HI_CHAR *pstrZone, HI_U32 u32Len) { return sim::err(HI_ID_SYS, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_SYS_MmzAlloc_Cached(HI_U32 *pu32PhyAddr, void **ppVitAddr, const HI_CHAR *pstrMmb, const HI_CHAR *pstrZone, HI_U32 u32Len) { return sim::unsupported(HI_ID_SYS, "HI_MPI_SYS_MmzAlloc_Cached"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_SYS_MmzFlushCache(HI_U32 u32PhyAddr, void *pVitAddr, HI_U32 u32Size) { return sim::err(HI_ID_SYS, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_SYS_MmzFlushCache(HI_U32 u32PhyAddr, void *pVitAddr, HI_U32 u32Size) { return sim::unsupported(HI_ID_SYS, "HI_MPI_SYS_MmzFlushCache"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_SYS_MmzFree(HI_U32 u32PhyAddr, void *pVirtAddr) { return sim::err(HI_ID_SYS, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_SYS_MmzFree(HI_U32 u32PhyAddr, void *pVirtAddr) { return sim::unsupported(HI_ID_SYS, "HI_MPI_SYS_MmzFree"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_SYS_Munmap(void *pVirAddr, HI_U32 u32Size) { return sim::err(HI_ID_SYS, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_SYS_Munmap(void *pVirAddr, HI_U32 u32Size) { return sim::unsupported(HI_ID_SYS, "HI_MPI_SYS_Munmap"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_SYS_SetConf(const MPP_SYS_CONF_S *pstSysConf) { return sim::err(HI_ID_SYS, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_SYS_SetConf(const MPP_SYS_CONF_S *pstSysConf) { return sim::unsupported(HI_ID_SYS, "HI_MPI_SYS_SetConf"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_SYS_SetMemConf(MPP_CHN_S *pstMppChn, const HI_CHAR *pcMmzName) { return sim::err(HI_ID_SYS, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_SYS_SetMemConf(MPP_CHN_S *pstMppChn, const HI_CHAR *pcMmzName) { return sim::unsupported(HI_ID_SYS, "HI_MPI_SYS_SetMemConf"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_SYS_SetScaleCoefLevel(SCALE_RANGE_S *pstScaleRange, SCALE_COEFF_LEVEL_S *pstScaleCoeffLevel) { return sim::err(HI_ID_SYS, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_SYS_SetScaleCoefLevel(SCALE_RANGE_S *pstScaleRange, SCALE_COEFF_LEVEL_S *pstScaleCoeffLevel) { return sim::unsupported(HI_ID_SYS, "HI_MPI_SYS_SetScaleCoefLevel"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_SYS_SyncPts(HI_U64 u64PtsBase) { return sim::err(HI_ID_SYS, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_SYS_SyncPts(HI_U64 u64PtsBase) { return sim::unsupported(HI_ID_SYS, "HI_MPI_SYS_SyncPts"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_SYS_UnBind(MPP_CHN_S *pstSrcChn, MPP_CHN_S *pstDestChn) { return sim::err(HI_ID_SYS, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_SYS_UnBind(MPP_CHN_S *pstSrcChn, MPP_CHN_S *pstDestChn) { return sim::unsupported(HI_ID_SYS, "HI_MPI_SYS_UnBind"); }
 
 }  // namespace h
 }  // namespace sim

@@ -10,39 +10,39 @@ __attribute__((weak)) VB_POOL HI_MPI_VB_CreatePool(HI_U32 u32BlkSize, HI_U32 u32
 
 __attribute__((weak)) VB_POOL HI_MPI_VB_CreateVirtualVbPool(HI_U32 u32BlkCnt, const HI_CHAR *pcMmzName) { return (VB_POOL)-1; }
 
-__attribute__((weak)) HI_S32 HI_MPI_VB_DestroyPool(VB_POOL Pool) { return sim::err(HI_ID_VB, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VB_DestroyPool(VB_POOL Pool) { return sim::unsupported(HI_ID_VB, "HI_MPI_VB_DestroyPool"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VB_Exit(void) { return sim::err(HI_ID_VB, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VB_Exit(void) { return sim::unsupported(HI_ID_VB, "HI_MPI_VB_Exit"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VB_ExitModCommPool(VB_UID_E enVbUid) { return sim::err(HI_ID_VB, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VB_ExitModCommPool(VB_UID_E enVbUid) { return sim::unsupported(HI_ID_VB, "HI_MPI_VB_ExitModCommPool"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VB_GetBlkVirAddr(VB_POOL Pool, HI_U32 u32PhyAddr, void **ppVirAddr) { return sim::err(HI_ID_VB, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VB_GetBlkVirAddr(VB_POOL Pool, HI_U32 u32PhyAddr, void **ppVirAddr) { return sim::unsupported(HI_ID_VB, "HI_MPI_VB_GetBlkVirAddr"); }
 
 __attribute__((weak)) VB_BLK HI_MPI_VB_GetBlock(VB_POOL Pool, HI_U32 u32BlkSize, const HI_CHAR *pcMmzName) { return (VB_BLK)-1; }
 
-__attribute__((weak)) HI_S32 HI_MPI_VB_GetConf(VB_CONF_S *pstVbConf) { return sim::err(HI_ID_VB, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VB_GetConf(VB_CONF_S *pstVbConf) { return sim::unsupported(HI_ID_VB, "HI_MPI_VB_GetConf"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VB_GetModPoolConf(VB_UID_E enVbUid, VB_CONF_S *pstVbConf) { return sim::err(HI_ID_VB, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VB_GetModPoolConf(VB_UID_E enVbUid, VB_CONF_S *pstVbConf) { return sim::unsupported(HI_ID_VB, "HI_MPI_VB_GetModPoolConf"); }
 
 __attribute__((weak)) HI_U32 HI_MPI_VB_Handle2PhysAddr(VB_BLK Block) { return (HI_U32)-1; }
 
 __attribute__((weak)) VB_POOL HI_MPI_VB_Handle2PoolId(VB_BLK Block) { return (VB_POOL)-1; }
 
-__attribute__((weak)) HI_S32 HI_MPI_VB_Init(void) { return sim::err(HI_ID_VB, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VB_Init(void) { return sim::unsupported(HI_ID_VB, "HI_MPI_VB_Init"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VB_InitModCommPool(VB_UID_E enVbUid) { return sim::err(HI_ID_VB, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VB_InitModCommPool(VB_UID_E enVbUid) { return sim::unsupported(HI_ID_VB, "HI_MPI_VB_InitModCommPool"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VB_InquireUserCnt(VB_BLK Block) { return sim::err(HI_ID_VB, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VB_InquireUserCnt(VB_BLK Block) { return sim::unsupported(HI_ID_VB, "HI_MPI_VB_InquireUserCnt"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VB_MmapPool(VB_POOL Pool) { return sim::err(HI_ID_VB, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VB_MmapPool(VB_POOL Pool) { return sim::unsupported(HI_ID_VB, "HI_MPI_VB_MmapPool"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VB_MunmapPool(VB_POOL Pool) { return sim::err(HI_ID_VB, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VB_MunmapPool(VB_POOL Pool) { return sim::unsupported(HI_ID_VB, "HI_MPI_VB_MunmapPool"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VB_ReleaseBlock(VB_BLK Block) { return sim::err(HI_ID_VB, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VB_ReleaseBlock(VB_BLK Block) { return sim::unsupported(HI_ID_VB, "HI_MPI_VB_ReleaseBlock"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VB_SetConf(const VB_CONF_S *pstVbConf) { return sim::err(HI_ID_VB, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VB_SetConf(const VB_CONF_S *pstVbConf) { return sim::unsupported(HI_ID_VB, "HI_MPI_VB_SetConf"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VB_SetModPoolConf(VB_UID_E enVbUid, const VB_CONF_S *pstVbConf) { return sim::err(HI_ID_VB, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VB_SetModPoolConf(VB_UID_E enVbUid, const VB_CONF_S *pstVbConf) { return sim::unsupported(HI_ID_VB, "HI_MPI_VB_SetModPoolConf"); }
 
 }  // namespace h
 }  // namespace sim

@@ -4,31 +4,31 @@
 #include "sim/types.h"
 namespace sim {
 namespace h {
-__attribute__((weak)) HI_S32 HI_MPI_VDA_CreateChn(VDA_CHN VdaChn, const VDA_CHN_ATTR_S *pstAttr) { return sim::err(HI_ID_VDA, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VDA_CreateChn(VDA_CHN VdaChn, const VDA_CHN_ATTR_S *pstAttr) { return sim::unsupported(HI_ID_VDA, "HI_MPI_VDA_CreateChn"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VDA_DestroyChn(VDA_CHN VdaChn) { return sim::err(HI_ID_VDA, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VDA_DestroyChn(VDA_CHN VdaChn) { return sim::unsupported(HI_ID_VDA, "HI_MPI_VDA_DestroyChn"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VDA_GetChnAttr(VDA_CHN VdaChn, VDA_CHN_ATTR_S *pstAttr) { return sim::err(HI_ID_VDA, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VDA_GetChnAttr(VDA_CHN VdaChn, VDA_CHN_ATTR_S *pstAttr) { return sim::unsupported(HI_ID_VDA, "HI_MPI_VDA_GetChnAttr"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VDA_GetData(VDA_CHN VdaChn, VDA_DATA_S *pstVdaData, HI_S32 s32MilliSec) { return sim::err(HI_ID_VDA, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VDA_GetData(VDA_CHN VdaChn, VDA_DATA_S *pstVdaData, HI_S32 s32MilliSec) { return sim::unsupported(HI_ID_VDA, "HI_MPI_VDA_GetData"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VDA_GetFd(VDA_CHN VdaChn) { return sim::err(HI_ID_VDA, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VDA_GetFd(VDA_CHN VdaChn) { return sim::unsupported(HI_ID_VDA, "HI_MPI_VDA_GetFd"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VDA_Query(VDA_CHN VdaChn, VDA_CHN_STAT_S *pstChnStat) { return sim::err(HI_ID_VDA, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VDA_Query(VDA_CHN VdaChn, VDA_CHN_STAT_S *pstChnStat) { return sim::unsupported(HI_ID_VDA, "HI_MPI_VDA_Query"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VDA_ReleaseData(VDA_CHN VdaChn, const VDA_DATA_S *pstVdaData) { return sim::err(HI_ID_VDA, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VDA_ReleaseData(VDA_CHN VdaChn, const VDA_DATA_S *pstVdaData) { return sim::unsupported(HI_ID_VDA, "HI_MPI_VDA_ReleaseData"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VDA_ResetOdRegion(VDA_CHN VdaChn, HI_S32 s32RgnIndex) { return sim::err(HI_ID_VDA, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VDA_ResetOdRegion(VDA_CHN VdaChn, HI_S32 s32RgnIndex) { return sim::unsupported(HI_ID_VDA, "HI_MPI_VDA_ResetOdRegion"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VDA_SendPic(VDA_CHN VdaChn, const VIDEO_FRAME_INFO_S *pstUserFrame, HI_S32 s32MilliSec) { return sim::err(HI_ID_VDA, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VDA_SendPic(VDA_CHN VdaChn, const VIDEO_FRAME_INFO_S *pstUserFrame, HI_S32 s32MilliSec) { return sim::unsupported(HI_ID_VDA, "HI_MPI_VDA_SendPic"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VDA_SetChnAttr(VDA_CHN VdaChn, const VDA_CHN_ATTR_S *pstAttr) { return sim::err(HI_ID_VDA, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VDA_SetChnAttr(VDA_CHN VdaChn, const VDA_CHN_ATTR_S *pstAttr) { return sim::unsupported(HI_ID_VDA, "HI_MPI_VDA_SetChnAttr"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VDA_StartRecvPic(VDA_CHN VdaChn) { return sim::err(HI_ID_VDA, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VDA_StartRecvPic(VDA_CHN VdaChn) { return sim::unsupported(HI_ID_VDA, "HI_MPI_VDA_StartRecvPic"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VDA_StopRecvPic(VDA_CHN VdaChn) { return sim::err(HI_ID_VDA, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VDA_StopRecvPic(VDA_CHN VdaChn) { return sim::unsupported(HI_ID_VDA, "HI_MPI_VDA_StopRecvPic"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VDA_UpdateRef(VDA_CHN VdaChn, const VIDEO_FRAME_INFO_S *pstRefFrame) { return sim::err(HI_ID_VDA, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VDA_UpdateRef(VDA_CHN VdaChn, const VIDEO_FRAME_INFO_S *pstRefFrame) { return sim::unsupported(HI_ID_VDA, "HI_MPI_VDA_UpdateRef"); }
 
 }  // namespace h
 }  // namespace sim

@@ -4,71 +4,71 @@
 #include "sim/types.h"
 namespace sim {
 namespace h {
-__attribute__((weak)) HI_S32 HI_MPI_VDEC_AttachVbPool(VDEC_CHN VdChn, VDEC_CHN_POOL_S *pstPool) { return sim::err(HI_ID_VDEC, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VDEC_AttachVbPool(VDEC_CHN VdChn, VDEC_CHN_POOL_S *pstPool) { return sim::unsupported(HI_ID_VDEC, "HI_MPI_VDEC_AttachVbPool"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VDEC_CloseFd(VDEC_CHN VdChn) { return sim::err(HI_ID_VDEC, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VDEC_CloseFd(VDEC_CHN VdChn) { return sim::unsupported(HI_ID_VDEC, "HI_MPI_VDEC_CloseFd"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VDEC_CreateChn(VDEC_CHN VdChn, const VDEC_CHN_ATTR_S *pstAttr) { return sim::err(HI_ID_VDEC, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VDEC_CreateChn(VDEC_CHN VdChn, const VDEC_CHN_ATTR_S *pstAttr) { return sim::unsupported(HI_ID_VDEC, "HI_MPI_VDEC_CreateChn"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VDEC_DestroyChn(VDEC_CHN VdChn) { return sim::err(HI_ID_VDEC, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VDEC_DestroyChn(VDEC_CHN VdChn) { return sim::unsupported(HI_ID_VDEC, "HI_MPI_VDEC_DestroyChn"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VDEC_DetachVbPool(VDEC_CHN VdChn) { return sim::err(HI_ID_VDEC, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VDEC_DetachVbPool(VDEC_CHN VdChn) { return sim::unsupported(HI_ID_VDEC, "HI_MPI_VDEC_DetachVbPool"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VDEC_DisableUserPic(VDEC_CHN VdChn) { return sim::err(HI_ID_VDEC, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VDEC_DisableUserPic(VDEC_CHN VdChn) { return sim::unsupported(HI_ID_VDEC, "HI_MPI_VDEC_DisableUserPic"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VDEC_EnableUserPic(VDEC_CHN VdChn, HI_BOOL bInstant) { return sim::err(HI_ID_VDEC, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VDEC_EnableUserPic(VDEC_CHN VdChn, HI_BOOL bInstant) { return sim::unsupported(HI_ID_VDEC, "HI_MPI_VDEC_EnableUserPic"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VDEC_GetChnAttr(VDEC_CHN VdChn, VDEC_CHN_ATTR_S *pstAttr) { return sim::err(HI_ID_VDEC, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VDEC_GetChnAttr(VDEC_CHN VdChn, VDEC_CHN_ATTR_S *pstAttr) { return sim::unsupported(HI_ID_VDEC, "HI_MPI_VDEC_GetChnAttr"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VDEC_GetChnLuma(VDEC_CHN VdChn, VDEC_CHN_LUM_S *pstLuma) { return sim::err(HI_ID_VDEC, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VDEC_GetChnLuma(VDEC_CHN VdChn, VDEC_CHN_LUM_S *pstLuma) { return sim::unsupported(HI_ID_VDEC, "HI_MPI_VDEC_GetChnLuma"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VDEC_GetChnParam(VDEC_CHN VdChn, VDEC_CHN_PARAM_S *pstParam) { return sim::err(HI_ID_VDEC, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VDEC_GetChnParam(VDEC_CHN VdChn, VDEC_CHN_PARAM_S *pstParam) { return sim::unsupported(HI_ID_VDEC, "HI_MPI_VDEC_GetChnParam"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VDEC_GetChnVBCnt(VDEC_CHN VdChn, HI_U32 *pu32BlkCnt) { return sim::err(HI_ID_VDEC, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VDEC_GetChnVBCnt(VDEC_CHN VdChn, HI_U32 *pu32BlkCnt) { return sim::unsupported(HI_ID_VDEC, "HI_MPI_VDEC_GetChnVBCnt"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VDEC_GetDisplayMode(VDEC_CHN VdChn, VIDEO_DISPLAY_MODE_E *penDisplayMode) { return sim::err(HI_ID_VDEC, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VDEC_GetDisplayMode(VDEC_CHN VdChn, VIDEO_DISPLAY_MODE_E *penDisplayMode) { return sim::unsupported(HI_ID_VDEC, "HI_MPI_VDEC_GetDisplayMode"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VDEC_GetFd(VDEC_CHN VdChn) { return sim::err(HI_ID_VDEC, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VDEC_GetFd(VDEC_CHN VdChn) { return sim::unsupported(HI_ID_VDEC, "HI_MPI_VDEC_GetFd"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VDEC_GetImage(VDEC_CHN VdChn, VIDEO_FRAME_INFO_S *pstFrameInfo, HI_S32 s32MilliSec) { return sim::err(HI_ID_VDEC, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VDEC_GetImage(VDEC_CHN VdChn, VIDEO_FRAME_INFO_S *pstFrameInfo, HI_S32 s32MilliSec) { return sim::unsupported(HI_ID_VDEC, "HI_MPI_VDEC_GetImage"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VDEC_GetModParam(VDEC_MOD_PARAM_S *pstModParam) { return sim::err(HI_ID_VDEC, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VDEC_GetModParam(VDEC_MOD_PARAM_S *pstModParam) { return sim::unsupported(HI_ID_VDEC, "HI_MPI_VDEC_GetModParam"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VDEC_GetProtocolParam(VDEC_CHN VdChn, VDEC_PRTCL_PARAM_S *pstParam) { return sim::err(HI_ID_VDEC, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VDEC_GetProtocolParam(VDEC_CHN VdChn, VDEC_PRTCL_PARAM_S *pstParam) { return sim::unsupported(HI_ID_VDEC, "HI_MPI_VDEC_GetProtocolParam"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VDEC_GetRotate(VDEC_CHN VdChn, ROTATE_E *penRotate) { return sim::err(HI_ID_VDEC, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VDEC_GetRotate(VDEC_CHN VdChn, ROTATE_E *penRotate) { return sim::unsupported(HI_ID_VDEC, "HI_MPI_VDEC_GetRotate"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VDEC_GetUserData(VDEC_CHN VdChn, VDEC_USERDATA_S *pstUserData, HI_S32 s32MilliSec) { return sim::err(HI_ID_VDEC, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VDEC_GetUserData(VDEC_CHN VdChn, VDEC_USERDATA_S *pstUserData, HI_S32 s32MilliSec) { return sim::unsupported(HI_ID_VDEC, "HI_MPI_VDEC_GetUserData"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VDEC_Query(VDEC_CHN VdChn, VDEC_CHN_STAT_S *pstStat) { return sim::err(HI_ID_VDEC, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VDEC_Query(VDEC_CHN VdChn, VDEC_CHN_STAT_S *pstStat) { return sim::unsupported(HI_ID_VDEC, "HI_MPI_VDEC_Query"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VDEC_ReleaseImage(VDEC_CHN VdChn, VIDEO_FRAME_INFO_S *pstFrameInfo) { return sim::err(HI_ID_VDEC, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VDEC_ReleaseImage(VDEC_CHN VdChn, VIDEO_FRAME_INFO_S *pstFrameInfo) { return sim::unsupported(HI_ID_VDEC, "HI_MPI_VDEC_ReleaseImage"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VDEC_ReleaseUserData(VDEC_CHN VdChn, VDEC_USERDATA_S *pstUserData) { return sim::err(HI_ID_VDEC, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VDEC_ReleaseUserData(VDEC_CHN VdChn, VDEC_USERDATA_S *pstUserData) { return sim::unsupported(HI_ID_VDEC, "HI_MPI_VDEC_ReleaseUserData"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VDEC_ResetChn(VDEC_CHN VdChn) { return sim::err(HI_ID_VDEC, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VDEC_ResetChn(VDEC_CHN VdChn) { return sim::unsupported(HI_ID_VDEC, "HI_MPI_VDEC_ResetChn"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VDEC_SendStream(VDEC_CHN VdChn, const VDEC_STREAM_S *pstStream, HI_S32 s32MilliSec) { return sim::err(HI_ID_VDEC, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VDEC_SendStream(VDEC_CHN VdChn, const VDEC_STREAM_S *pstStream, HI_S32 s32MilliSec) { return sim::unsupported(HI_ID_VDEC, "HI_MPI_VDEC_SendStream"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VDEC_SendStreamEx(VDEC_CHN VdChn, const VDEC_STREAM_EX_S *pstStream, HI_S32 s32MilliSec) { return sim::err(HI_ID_VDEC, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VDEC_SendStreamEx(VDEC_CHN VdChn, const VDEC_STREAM_EX_S *pstStream, HI_S32 s32MilliSec) { return sim::unsupported(HI_ID_VDEC, "HI_MPI_VDEC_SendStreamEx"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VDEC_SetChnParam(VDEC_CHN VdChn, VDEC_CHN_PARAM_S *pstParam) { return sim::err(HI_ID_VDEC, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VDEC_SetChnParam(VDEC_CHN VdChn, VDEC_CHN_PARAM_S *pstParam) { return sim::unsupported(HI_ID_VDEC, "HI_MPI_VDEC_SetChnParam"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VDEC_SetChnVBCnt(VDEC_CHN VdChn, HI_U32 u32BlkCnt) { return sim::err(HI_ID_VDEC, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VDEC_SetChnVBCnt(VDEC_CHN VdChn, HI_U32 u32BlkCnt) { return sim::unsupported(HI_ID_VDEC, "HI_MPI_VDEC_SetChnVBCnt"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VDEC_SetDisplayMode(VDEC_CHN VdChn, VIDEO_DISPLAY_MODE_E enDisplayMode) { return sim::err(HI_ID_VDEC, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VDEC_SetDisplayMode(VDEC_CHN VdChn, VIDEO_DISPLAY_MODE_E enDisplayMode) { return sim::unsupported(HI_ID_VDEC, "HI_MPI_VDEC_SetDisplayMode"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VDEC_SetModParam(VDEC_MOD_PARAM_S *pstModParam) { return sim::err(HI_ID_VDEC, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VDEC_SetModParam(VDEC_MOD_PARAM_S *pstModParam) { return sim::unsupported(HI_ID_VDEC, "HI_MPI_VDEC_SetModParam"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VDEC_SetProtocolParam(VDEC_CHN VdChn, VDEC_PRTCL_PARAM_S *pstParam) { return sim::err(HI_ID_VDEC, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VDEC_SetProtocolParam(VDEC_CHN VdChn, VDEC_PRTCL_PARAM_S *pstParam) { return sim::unsupported(HI_ID_VDEC, "HI_MPI_VDEC_SetProtocolParam"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VDEC_SetRotate(VDEC_CHN VdChn, ROTATE_E enRotate) { return sim::err(HI_ID_VDEC, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VDEC_SetRotate(VDEC_CHN VdChn, ROTATE_E enRotate) { return sim::unsupported(HI_ID_VDEC, "HI_MPI_VDEC_SetRotate"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VDEC_SetUserPic(VDEC_CHN VdChn, VIDEO_FRAME_INFO_S *pstUsrPic) { return sim::err(HI_ID_VDEC, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VDEC_SetUserPic(VDEC_CHN VdChn, VIDEO_FRAME_INFO_S *pstUsrPic) { return sim::unsupported(HI_ID_VDEC, "HI_MPI_VDEC_SetUserPic"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VDEC_StartRecvStream(VDEC_CHN VdChn) { return sim::err(HI_ID_VDEC, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VDEC_StartRecvStream(VDEC_CHN VdChn) { return sim::unsupported(HI_ID_VDEC, "HI_MPI_VDEC_StartRecvStream"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VDEC_StopRecvStream(VDEC_CHN VdChn) { return sim::err(HI_ID_VDEC, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VDEC_StopRecvStream(VDEC_CHN VdChn) { return sim::unsupported(HI_ID_VDEC, "HI_MPI_VDEC_StopRecvStream"); }
 
 }  // namespace h
 }  // namespace sim

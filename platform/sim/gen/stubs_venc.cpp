@@ -72,7 +72,7 @@ __attribute__((weak)) HI_S32 HI_MPI_VENC_GetMaxStreamCnt(VENC_CHN VeChn, HI_U32 
 
 __attribute__((weak)) HI_S32 HI_MPI_VENC_GetMjpegParam(VENC_CHN VeChn, VENC_PARAM_MJPEG_S *pstMjpegParam) { return sim::tracked_default(HI_ID_VENC, 0, VeChn, VENC_MAX_CHN_NUM); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VENC_GetModParam(VENC_PARAM_MOD_S *pstModParam) { return sim::err(HI_ID_VENC, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VENC_GetModParam(VENC_PARAM_MOD_S *pstModParam) { return sim::unsupported(HI_ID_VENC, "HI_MPI_VENC_GetModParam"); }
 
 __attribute__((weak)) HI_S32 HI_MPI_VENC_GetRcAdvParam(VENC_CHN VeChn, VENC_RC_ADVPARAM_S *pstRcAdvParam) { return sim::tracked_default(HI_ID_VENC, 0, VeChn, VENC_MAX_CHN_NUM); }
 
@@ -164,7 +164,7 @@ __attribute__((weak)) HI_S32 HI_MPI_VENC_SetMaxStreamCnt(VENC_CHN VeChn, HI_U32 
 
 __attribute__((weak)) HI_S32 HI_MPI_VENC_SetMjpegParam(VENC_CHN VeChn, const VENC_PARAM_MJPEG_S *pstMjpegParam) { return sim::tracked_default(HI_ID_VENC, 0, VeChn, VENC_MAX_CHN_NUM); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VENC_SetModParam(VENC_PARAM_MOD_S *pstModParam) { return sim::err(HI_ID_VENC, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VENC_SetModParam(VENC_PARAM_MOD_S *pstModParam) { return sim::unsupported(HI_ID_VENC, "HI_MPI_VENC_SetModParam"); }
 
 __attribute__((weak)) HI_S32 HI_MPI_VENC_SetRcAdvParam(VENC_CHN VeChn, const VENC_RC_ADVPARAM_S *pstRcAdvParam) { return sim::tracked_default(HI_ID_VENC, 0, VeChn, VENC_MAX_CHN_NUM); }
 

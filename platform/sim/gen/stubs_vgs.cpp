@@ -4,19 +4,19 @@
 #include "sim/types.h"
 namespace sim {
 namespace h {
-__attribute__((weak)) HI_S32 HI_MPI_VGS_AddCoverTask(VGS_HANDLE hHandle, VGS_TASK_ATTR_S *pstTask, VGS_COVER_S *astVgsAddCover, HI_U32 u32ArraySize) { return sim::err(HI_ID_VGS, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VGS_AddCoverTask(VGS_HANDLE hHandle, VGS_TASK_ATTR_S *pstTask, VGS_COVER_S *astVgsAddCover, HI_U32 u32ArraySize) { return sim::unsupported(HI_ID_VGS, "HI_MPI_VGS_AddCoverTask"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VGS_AddDrawLineTask(VGS_HANDLE hHandle, VGS_TASK_ATTR_S *pstTask, VGS_LINE_S *astVgsDrawLine, HI_U32 u32ArraySize) { return sim::err(HI_ID_VGS, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VGS_AddDrawLineTask(VGS_HANDLE hHandle, VGS_TASK_ATTR_S *pstTask, VGS_LINE_S *astVgsDrawLine, HI_U32 u32ArraySize) { return sim::unsupported(HI_ID_VGS, "HI_MPI_VGS_AddDrawLineTask"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VGS_AddOsdTask(VGS_HANDLE hHandle, VGS_TASK_ATTR_S *pstTask, VGS_OSD_S *astVgsAddOsd, HI_U32 u32ArraySize) { return sim::err(HI_ID_VGS, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VGS_AddOsdTask(VGS_HANDLE hHandle, VGS_TASK_ATTR_S *pstTask, VGS_OSD_S *astVgsAddOsd, HI_U32 u32ArraySize) { return sim::unsupported(HI_ID_VGS, "HI_MPI_VGS_AddOsdTask"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VGS_AddScaleTask(VGS_HANDLE hHandle, VGS_TASK_ATTR_S *pstTask) { return sim::err(HI_ID_VGS, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VGS_AddScaleTask(VGS_HANDLE hHandle, VGS_TASK_ATTR_S *pstTask) { return sim::unsupported(HI_ID_VGS, "HI_MPI_VGS_AddScaleTask"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VGS_BeginJob(VGS_HANDLE *phHandle) { return sim::err(HI_ID_VGS, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VGS_BeginJob(VGS_HANDLE *phHandle) { return sim::unsupported(HI_ID_VGS, "HI_MPI_VGS_BeginJob"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VGS_CancelJob(VGS_HANDLE hHandle) { return sim::err(HI_ID_VGS, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VGS_CancelJob(VGS_HANDLE hHandle) { return sim::unsupported(HI_ID_VGS, "HI_MPI_VGS_CancelJob"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VGS_EndJob(VGS_HANDLE hHandle) { return sim::err(HI_ID_VGS, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VGS_EndJob(VGS_HANDLE hHandle) { return sim::unsupported(HI_ID_VGS, "HI_MPI_VGS_EndJob"); }
 
 }  // namespace h
 }  // namespace sim

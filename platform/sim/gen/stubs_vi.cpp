@@ -4,111 +4,111 @@
 #include "sim/types.h"
 namespace sim {
 namespace h {
-__attribute__((weak)) HI_S32 HI_MPI_VI_AttachVbPool(VI_CHN ViChn, VB_POOL hVbPool) { return sim::err(HI_ID_VIU, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VI_AttachVbPool(VI_CHN ViChn, VB_POOL hVbPool) { return sim::unsupported(HI_ID_VIU, "HI_MPI_VI_AttachVbPool"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VI_BindChn(VI_CHN ViChn, const VI_CHN_BIND_ATTR_S *pstChnBindAttr) { return sim::err(HI_ID_VIU, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VI_BindChn(VI_CHN ViChn, const VI_CHN_BIND_ATTR_S *pstChnBindAttr) { return sim::unsupported(HI_ID_VIU, "HI_MPI_VI_BindChn"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VI_ClearChnMinorAttr(VI_CHN ViChn) { return sim::err(HI_ID_VIU, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VI_ClearChnMinorAttr(VI_CHN ViChn) { return sim::unsupported(HI_ID_VIU, "HI_MPI_VI_ClearChnMinorAttr"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VI_CloseFd(void) { return sim::err(HI_ID_VIU, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VI_CloseFd(void) { return sim::unsupported(HI_ID_VIU, "HI_MPI_VI_CloseFd"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VI_DetachVbPool(VI_CHN ViChn) { return sim::err(HI_ID_VIU, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VI_DetachVbPool(VI_CHN ViChn) { return sim::unsupported(HI_ID_VIU, "HI_MPI_VI_DetachVbPool"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VI_DetachVbPoolByPoolId(VI_CHN ViChn, VB_POOL hVbPool) { return sim::err(HI_ID_VIU, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VI_DetachVbPoolByPoolId(VI_CHN ViChn, VB_POOL hVbPool) { return sim::unsupported(HI_ID_VIU, "HI_MPI_VI_DetachVbPoolByPoolId"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VI_DisableCascadeChn(VI_CHN ViChn) { return sim::err(HI_ID_VIU, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VI_DisableCascadeChn(VI_CHN ViChn) { return sim::unsupported(HI_ID_VIU, "HI_MPI_VI_DisableCascadeChn"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VI_DisableChn(VI_CHN ViChn) { return sim::err(HI_ID_VIU, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VI_DisableChn(VI_CHN ViChn) { return sim::unsupported(HI_ID_VIU, "HI_MPI_VI_DisableChn"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VI_DisableChnInterrupt(VI_CHN ViChn) { return sim::err(HI_ID_VIU, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VI_DisableChnInterrupt(VI_CHN ViChn) { return sim::unsupported(HI_ID_VIU, "HI_MPI_VI_DisableChnInterrupt"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VI_DisableDev(VI_DEV ViDev) { return sim::err(HI_ID_VIU, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VI_DisableDev(VI_DEV ViDev) { return sim::unsupported(HI_ID_VIU, "HI_MPI_VI_DisableDev"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VI_DisableDllSlave(VI_DEV ViDev) { return sim::err(HI_ID_VIU, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VI_DisableDllSlave(VI_DEV ViDev) { return sim::unsupported(HI_ID_VIU, "HI_MPI_VI_DisableDllSlave"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VI_DisableUserPic(VI_CHN ViChn) { return sim::err(HI_ID_VIU, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VI_DisableUserPic(VI_CHN ViChn) { return sim::unsupported(HI_ID_VIU, "HI_MPI_VI_DisableUserPic"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VI_DisableVbi(VI_CHN ViChn) { return sim::err(HI_ID_VIU, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VI_DisableVbi(VI_CHN ViChn) { return sim::unsupported(HI_ID_VIU, "HI_MPI_VI_DisableVbi"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VI_EnableCascadeChn(VI_CHN ViChn) { return sim::err(HI_ID_VIU, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VI_EnableCascadeChn(VI_CHN ViChn) { return sim::unsupported(HI_ID_VIU, "HI_MPI_VI_EnableCascadeChn"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VI_EnableChn(VI_CHN ViChn) { return sim::err(HI_ID_VIU, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VI_EnableChn(VI_CHN ViChn) { return sim::unsupported(HI_ID_VIU, "HI_MPI_VI_EnableChn"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VI_EnableChnInterrupt(VI_CHN ViChn) { return sim::err(HI_ID_VIU, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VI_EnableChnInterrupt(VI_CHN ViChn) { return sim::unsupported(HI_ID_VIU, "HI_MPI_VI_EnableChnInterrupt"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VI_EnableDev(VI_DEV ViDev) { return sim::err(HI_ID_VIU, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VI_EnableDev(VI_DEV ViDev) { return sim::unsupported(HI_ID_VIU, "HI_MPI_VI_EnableDev"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VI_EnableDllSlave(VI_DEV ViDev) { return sim::err(HI_ID_VIU, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VI_EnableDllSlave(VI_DEV ViDev) { return sim::unsupported(HI_ID_VIU, "HI_MPI_VI_EnableDllSlave"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VI_EnableUserPic(VI_CHN ViChn) { return sim::err(HI_ID_VIU, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VI_EnableUserPic(VI_CHN ViChn) { return sim::unsupported(HI_ID_VIU, "HI_MPI_VI_EnableUserPic"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VI_EnableVbi(VI_CHN ViChn) { return sim::err(HI_ID_VIU, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VI_EnableVbi(VI_CHN ViChn) { return sim::unsupported(HI_ID_VIU, "HI_MPI_VI_EnableVbi"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VI_GetChnAttr(VI_CHN ViChn, VI_CHN_ATTR_S *pstAttr) { return sim::err(HI_ID_VIU, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VI_GetChnAttr(VI_CHN ViChn, VI_CHN_ATTR_S *pstAttr) { return sim::unsupported(HI_ID_VIU, "HI_MPI_VI_GetChnAttr"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VI_GetChnBind(VI_CHN ViChn, VI_CHN_BIND_ATTR_S *pstChnBindAttr) { return sim::err(HI_ID_VIU, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VI_GetChnBind(VI_CHN ViChn, VI_CHN_BIND_ATTR_S *pstChnBindAttr) { return sim::unsupported(HI_ID_VIU, "HI_MPI_VI_GetChnBind"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VI_GetChnEarlyInterrupt(VI_CHN ViChn, VI_EARLY_INTERRUPT_S *pstEarlyInterrupt) { return sim::err(HI_ID_VIU, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VI_GetChnEarlyInterrupt(VI_CHN ViChn, VI_EARLY_INTERRUPT_S *pstEarlyInterrupt) { return sim::unsupported(HI_ID_VIU, "HI_MPI_VI_GetChnEarlyInterrupt"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VI_GetChnLuma(VI_CHN ViChn, VI_CHN_LUM_S *pstLuma) { return sim::err(HI_ID_VIU, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VI_GetChnLuma(VI_CHN ViChn, VI_CHN_LUM_S *pstLuma) { return sim::unsupported(HI_ID_VIU, "HI_MPI_VI_GetChnLuma"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VI_GetChnMinorAttr(VI_CHN ViChn, VI_CHN_ATTR_S *pstAttr) { return sim::err(HI_ID_VIU, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VI_GetChnMinorAttr(VI_CHN ViChn, VI_CHN_ATTR_S *pstAttr) { return sim::unsupported(HI_ID_VIU, "HI_MPI_VI_GetChnMinorAttr"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VI_GetDevAttr(VI_DEV ViDev, VI_DEV_ATTR_S *pstDevAttr) { return sim::err(HI_ID_VIU, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VI_GetDevAttr(VI_DEV ViDev, VI_DEV_ATTR_S *pstDevAttr) { return sim::unsupported(HI_ID_VIU, "HI_MPI_VI_GetDevAttr"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VI_GetDevAttrEx(VI_DEV ViDev, VI_DEV_ATTR_EX_S *pstDevAttrEx) { return sim::err(HI_ID_VIU, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VI_GetDevAttrEx(VI_DEV ViDev, VI_DEV_ATTR_EX_S *pstDevAttrEx) { return sim::unsupported(HI_ID_VIU, "HI_MPI_VI_GetDevAttrEx"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VI_GetFd(VI_CHN ViChn) { return sim::err(HI_ID_VIU, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VI_GetFd(VI_CHN ViChn) { return sim::unsupported(HI_ID_VIU, "HI_MPI_VI_GetFd"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VI_GetFileHandle(HI_S32 s32Id) { return sim::err(HI_ID_VIU, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VI_GetFileHandle(HI_S32 s32Id) { return sim::unsupported(HI_ID_VIU, "HI_MPI_VI_GetFileHandle"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VI_GetFrame(VI_CHN ViChn, VIDEO_FRAME_INFO_S *pstFrameInfo, HI_S32 s32MilliSec) { return sim::err(HI_ID_VIU, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VI_GetFrame(VI_CHN ViChn, VIDEO_FRAME_INFO_S *pstFrameInfo, HI_S32 s32MilliSec) { return sim::unsupported(HI_ID_VIU, "HI_MPI_VI_GetFrame"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VI_GetFrameDepth(VI_CHN ViChn, HI_U32 *pu32Depth) { return sim::err(HI_ID_VIU, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VI_GetFrameDepth(VI_CHN ViChn, HI_U32 *pu32Depth) { return sim::unsupported(HI_ID_VIU, "HI_MPI_VI_GetFrameDepth"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VI_GetModParam(VI_MOD_PARAM_S *pstModParam) { return sim::err(HI_ID_VIU, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VI_GetModParam(VI_MOD_PARAM_S *pstModParam) { return sim::unsupported(HI_ID_VIU, "HI_MPI_VI_GetModParam"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VI_GetRotate(VI_CHN ViChn, ROTATE_E *penRotate) { return sim::err(HI_ID_VIU, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VI_GetRotate(VI_CHN ViChn, ROTATE_E *penRotate) { return sim::unsupported(HI_ID_VIU, "HI_MPI_VI_GetRotate"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VI_GetSkipMode(VI_CHN ViChn, VI_SKIP_MODE_E *penSkipMode) { return sim::err(HI_ID_VIU, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VI_GetSkipMode(VI_CHN ViChn, VI_SKIP_MODE_E *penSkipMode) { return sim::unsupported(HI_ID_VIU, "HI_MPI_VI_GetSkipMode"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VI_GetSkipModeEx(VI_CHN ViChn, VI_SKIP_MODE_EX_S *pstModeEx) { return sim::err(HI_ID_VIU, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VI_GetSkipModeEx(VI_CHN ViChn, VI_SKIP_MODE_EX_S *pstModeEx) { return sim::unsupported(HI_ID_VIU, "HI_MPI_VI_GetSkipModeEx"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VI_GetVbiAttr(VI_CHN ViChn, VI_VBI_ARG_S *pstVbiAttr) { return sim::err(HI_ID_VIU, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VI_GetVbiAttr(VI_CHN ViChn, VI_VBI_ARG_S *pstVbiAttr) { return sim::unsupported(HI_ID_VIU, "HI_MPI_VI_GetVbiAttr"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VI_GetVbiMode(VI_CHN ViChn, VI_VBI_MODE_E *enMode) { return sim::err(HI_ID_VIU, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VI_GetVbiMode(VI_CHN ViChn, VI_VBI_MODE_E *enMode) { return sim::unsupported(HI_ID_VIU, "HI_MPI_VI_GetVbiMode"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VI_Query(VI_CHN ViChn, VI_CHN_STAT_S *pstStat) { return sim::err(HI_ID_VIU, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VI_Query(VI_CHN ViChn, VI_CHN_STAT_S *pstStat) { return sim::unsupported(HI_ID_VIU, "HI_MPI_VI_Query"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VI_ReleaseFrame(VI_CHN ViChn, VIDEO_FRAME_INFO_S *pstFrameInfo) { return sim::err(HI_ID_VIU, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VI_ReleaseFrame(VI_CHN ViChn, VIDEO_FRAME_INFO_S *pstFrameInfo) { return sim::unsupported(HI_ID_VIU, "HI_MPI_VI_ReleaseFrame"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VI_SetChnAttr(VI_CHN ViChn, const VI_CHN_ATTR_S *pstAttr) { return sim::err(HI_ID_VIU, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VI_SetChnAttr(VI_CHN ViChn, const VI_CHN_ATTR_S *pstAttr) { return sim::unsupported(HI_ID_VIU, "HI_MPI_VI_SetChnAttr"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VI_SetChnEarlyInterrupt(VI_CHN ViChn, const VI_EARLY_INTERRUPT_S *pstEarlyInterrupt) { return sim::err(HI_ID_VIU, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VI_SetChnEarlyInterrupt(VI_CHN ViChn, const VI_EARLY_INTERRUPT_S *pstEarlyInterrupt) { return sim::unsupported(HI_ID_VIU, "HI_MPI_VI_SetChnEarlyInterrupt"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VI_SetChnMinorAttr(VI_CHN ViChn, const VI_CHN_ATTR_S *pstAttr) { return sim::err(HI_ID_VIU, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VI_SetChnMinorAttr(VI_CHN ViChn, const VI_CHN_ATTR_S *pstAttr) { return sim::unsupported(HI_ID_VIU, "HI_MPI_VI_SetChnMinorAttr"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VI_SetDevAttr(VI_DEV ViDev, const VI_DEV_ATTR_S *pstDevAttr) { return sim::err(HI_ID_VIU, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VI_SetDevAttr(VI_DEV ViDev, const VI_DEV_ATTR_S *pstDevAttr) { return sim::unsupported(HI_ID_VIU, "HI_MPI_VI_SetDevAttr"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VI_SetDevAttrEx(VI_DEV ViDev, const VI_DEV_ATTR_EX_S *pstDevAttrEx) { return sim::err(HI_ID_VIU, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VI_SetDevAttrEx(VI_DEV ViDev, const VI_DEV_ATTR_EX_S *pstDevAttrEx) { return sim::unsupported(HI_ID_VIU, "HI_MPI_VI_SetDevAttrEx"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VI_SetFrameDepth(VI_CHN ViChn, HI_U32 u32Depth) { return sim::err(HI_ID_VIU, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VI_SetFrameDepth(VI_CHN ViChn, HI_U32 u32Depth) { return sim::unsupported(HI_ID_VIU, "HI_MPI_VI_SetFrameDepth"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VI_SetModParam(const VI_MOD_PARAM_S *pstModParam) { return sim::err(HI_ID_VIU, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VI_SetModParam(const VI_MOD_PARAM_S *pstModParam) { return sim::unsupported(HI_ID_VIU, "HI_MPI_VI_SetModParam"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VI_SetRotate(VI_CHN ViChn, const ROTATE_E enRotate) { return sim::err(HI_ID_VIU, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VI_SetRotate(VI_CHN ViChn, const ROTATE_E enRotate) { return sim::unsupported(HI_ID_VIU, "HI_MPI_VI_SetRotate"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VI_SetSkipMode(VI_CHN ViChn, VI_SKIP_MODE_E enSkipMode) { return sim::err(HI_ID_VIU, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VI_SetSkipMode(VI_CHN ViChn, VI_SKIP_MODE_E enSkipMode) { return sim::unsupported(HI_ID_VIU, "HI_MPI_VI_SetSkipMode"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VI_SetSkipModeEx(VI_CHN ViChn, VI_SKIP_MODE_EX_S *pstModeEx) { return sim::err(HI_ID_VIU, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VI_SetSkipModeEx(VI_CHN ViChn, VI_SKIP_MODE_EX_S *pstModeEx) { return sim::unsupported(HI_ID_VIU, "HI_MPI_VI_SetSkipModeEx"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VI_SetUserPic(VI_CHN ViChn, VI_USERPIC_ATTR_S *pstUsrPic) { return sim::err(HI_ID_VIU, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VI_SetUserPic(VI_CHN ViChn, VI_USERPIC_ATTR_S *pstUsrPic) { return sim::unsupported(HI_ID_VIU, "HI_MPI_VI_SetUserPic"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VI_SetVbiAttr(VI_CHN ViChn, VI_VBI_ARG_S *pstVbiAttr) { return sim::err(HI_ID_VIU, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VI_SetVbiAttr(VI_CHN ViChn, VI_VBI_ARG_S *pstVbiAttr) { return sim::unsupported(HI_ID_VIU, "HI_MPI_VI_SetVbiAttr"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VI_SetVbiMode(VI_CHN ViChn, VI_VBI_MODE_E enMode) { return sim::err(HI_ID_VIU, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VI_SetVbiMode(VI_CHN ViChn, VI_VBI_MODE_E enMode) { return sim::unsupported(HI_ID_VIU, "HI_MPI_VI_SetVbiMode"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VI_UnBindChn(VI_CHN ViChn) { return sim::err(HI_ID_VIU, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VI_UnBindChn(VI_CHN ViChn) { return sim::unsupported(HI_ID_VIU, "HI_MPI_VI_UnBindChn"); }
 
 }  // namespace h
 }  // namespace sim

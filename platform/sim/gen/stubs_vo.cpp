@@ -4,199 +4,199 @@
 #include "sim/types.h"
 namespace sim {
 namespace h {
-__attribute__((weak)) HI_S32 HI_MPI_VO_BindGraphicLayer(GRAPHIC_LAYER GraphicLayer, VO_DEV VoDev) { return sim::err(HI_ID_VOU, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VO_BindGraphicLayer(GRAPHIC_LAYER GraphicLayer, VO_DEV VoDev) { return sim::unsupported(HI_ID_VOU, "HI_MPI_VO_BindGraphicLayer"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VO_BindVideoLayer(VO_LAYER VoLayer, VO_DEV VoDev) { return sim::err(HI_ID_VOU, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VO_BindVideoLayer(VO_LAYER VoLayer, VO_DEV VoDev) { return sim::unsupported(HI_ID_VOU, "HI_MPI_VO_BindVideoLayer"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VO_CascadePosBindChn(HI_U32 u32Pos, VO_DEV VoCasDev, VO_CHN VoChn) { return sim::err(HI_ID_VOU, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VO_CascadePosBindChn(HI_U32 u32Pos, VO_DEV VoCasDev, VO_CHN VoChn) { return sim::unsupported(HI_ID_VOU, "HI_MPI_VO_CascadePosBindChn"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VO_CascadePosUnBindChn(HI_U32 u32Pos, VO_DEV VoCasDev, VO_CHN VoChn) { return sim::err(HI_ID_VOU, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VO_CascadePosUnBindChn(HI_U32 u32Pos, VO_DEV VoCasDev, VO_CHN VoChn) { return sim::unsupported(HI_ID_VOU, "HI_MPI_VO_CascadePosUnBindChn"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VO_ClearChnBuffer(VO_LAYER VoLayer, VO_CHN VoChn, HI_BOOL bClrAll) { return sim::err(HI_ID_VOU, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VO_ClearChnBuffer(VO_LAYER VoLayer, VO_CHN VoChn, HI_BOOL bClrAll) { return sim::unsupported(HI_ID_VOU, "HI_MPI_VO_ClearChnBuffer"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VO_CloseFd(void) { return sim::err(HI_ID_VOU, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VO_CloseFd(void) { return sim::unsupported(HI_ID_VOU, "HI_MPI_VO_CloseFd"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VO_Disable(VO_DEV VoDev) { return sim::err(HI_ID_VOU, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VO_Disable(VO_DEV VoDev) { return sim::unsupported(HI_ID_VOU, "HI_MPI_VO_Disable"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VO_DisableCascade(void) { return sim::err(HI_ID_VOU, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VO_DisableCascade(void) { return sim::unsupported(HI_ID_VOU, "HI_MPI_VO_DisableCascade"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VO_DisableCascadeDev(VO_DEV VoCasDev) { return sim::err(HI_ID_VOU, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VO_DisableCascadeDev(VO_DEV VoCasDev) { return sim::unsupported(HI_ID_VOU, "HI_MPI_VO_DisableCascadeDev"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VO_DisableChn(VO_LAYER VoLayer, VO_CHN VoChn) { return sim::err(HI_ID_VOU, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VO_DisableChn(VO_LAYER VoLayer, VO_CHN VoChn) { return sim::unsupported(HI_ID_VOU, "HI_MPI_VO_DisableChn"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VO_DisableRecvFrameRateMatch(VO_LAYER VoLayer, VO_CHN VoChn) { return sim::err(HI_ID_VOU, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VO_DisableRecvFrameRateMatch(VO_LAYER VoLayer, VO_CHN VoChn) { return sim::unsupported(HI_ID_VOU, "HI_MPI_VO_DisableRecvFrameRateMatch"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VO_DisableVideoLayer(VO_LAYER VoLayer) { return sim::err(HI_ID_VOU, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VO_DisableVideoLayer(VO_LAYER VoLayer) { return sim::unsupported(HI_ID_VOU, "HI_MPI_VO_DisableVideoLayer"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VO_DisableWbc(VO_WBC VoWbc) { return sim::err(HI_ID_VOU, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VO_DisableWbc(VO_WBC VoWbc) { return sim::unsupported(HI_ID_VOU, "HI_MPI_VO_DisableWbc"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VO_Enable(VO_DEV VoDev) { return sim::err(HI_ID_VOU, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VO_Enable(VO_DEV VoDev) { return sim::unsupported(HI_ID_VOU, "HI_MPI_VO_Enable"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VO_EnableCascade(void) { return sim::err(HI_ID_VOU, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VO_EnableCascade(void) { return sim::unsupported(HI_ID_VOU, "HI_MPI_VO_EnableCascade"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VO_EnableCascadeDev(VO_DEV VoCasDev) { return sim::err(HI_ID_VOU, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VO_EnableCascadeDev(VO_DEV VoCasDev) { return sim::unsupported(HI_ID_VOU, "HI_MPI_VO_EnableCascadeDev"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VO_EnableChn(VO_LAYER VoLayer, VO_CHN VoChn) { return sim::err(HI_ID_VOU, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VO_EnableChn(VO_LAYER VoLayer, VO_CHN VoChn) { return sim::unsupported(HI_ID_VOU, "HI_MPI_VO_EnableChn"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VO_EnableRecvFrameRateMatch(VO_LAYER VoLayer, VO_CHN VoChn) { return sim::err(HI_ID_VOU, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VO_EnableRecvFrameRateMatch(VO_LAYER VoLayer, VO_CHN VoChn) { return sim::unsupported(HI_ID_VOU, "HI_MPI_VO_EnableRecvFrameRateMatch"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VO_EnableVideoLayer(VO_LAYER VoLayer) { return sim::err(HI_ID_VOU, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VO_EnableVideoLayer(VO_LAYER VoLayer) { return sim::unsupported(HI_ID_VOU, "HI_MPI_VO_EnableVideoLayer"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VO_EnableWbc(VO_WBC VoWbc) { return sim::err(HI_ID_VOU, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VO_EnableWbc(VO_WBC VoWbc) { return sim::unsupported(HI_ID_VOU, "HI_MPI_VO_EnableWbc"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VO_GetCascadeAttr(VO_CAS_ATTR_S *pstCasAttr) { return sim::err(HI_ID_VOU, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VO_GetCascadeAttr(VO_CAS_ATTR_S *pstCasAttr) { return sim::unsupported(HI_ID_VOU, "HI_MPI_VO_GetCascadeAttr"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VO_GetCascadePattern(VO_DEV VoCasDev, HI_U32 *pu32Pattern) { return sim::err(HI_ID_VOU, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VO_GetCascadePattern(VO_DEV VoCasDev, HI_U32 *pu32Pattern) { return sim::unsupported(HI_ID_VOU, "HI_MPI_VO_GetCascadePattern"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VO_GetChnAttr(VO_LAYER VoLayer, VO_CHN VoChn, VO_CHN_ATTR_S *pstChnAttr) { return sim::err(HI_ID_VOU, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VO_GetChnAttr(VO_LAYER VoLayer, VO_CHN VoChn, VO_CHN_ATTR_S *pstChnAttr) { return sim::unsupported(HI_ID_VOU, "HI_MPI_VO_GetChnAttr"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VO_GetChnBorder(VO_LAYER VoLayer, VO_CHN VoChn, VO_BORDER_S *pstBorder) { return sim::err(HI_ID_VOU, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VO_GetChnBorder(VO_LAYER VoLayer, VO_CHN VoChn, VO_BORDER_S *pstBorder) { return sim::unsupported(HI_ID_VOU, "HI_MPI_VO_GetChnBorder"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VO_GetChnDispPos(VO_LAYER VoLayer, VO_CHN VoChn, POINT_S *pstDispPos) { return sim::err(HI_ID_VOU, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VO_GetChnDispPos(VO_LAYER VoLayer, VO_CHN VoChn, POINT_S *pstDispPos) { return sim::unsupported(HI_ID_VOU, "HI_MPI_VO_GetChnDispPos"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VO_GetChnField(VO_LAYER VoLayer, VO_CHN VoChn, VO_DISPLAY_FIELD_E *pField) { return sim::err(HI_ID_VOU, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VO_GetChnField(VO_LAYER VoLayer, VO_CHN VoChn, VO_DISPLAY_FIELD_E *pField) { return sim::unsupported(HI_ID_VOU, "HI_MPI_VO_GetChnField"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VO_GetChnFrame(VO_LAYER VoLayer, VO_CHN VoChn, VIDEO_FRAME_INFO_S *pstFrame, HI_S32 s32MilliSec) { return sim::err(HI_ID_VOU, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VO_GetChnFrame(VO_LAYER VoLayer, VO_CHN VoChn, VIDEO_FRAME_INFO_S *pstFrame, HI_S32 s32MilliSec) { return sim::unsupported(HI_ID_VOU, "HI_MPI_VO_GetChnFrame"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VO_GetChnFrameRate(VO_LAYER VoLayer, VO_CHN VoChn, HI_S32 *ps32ChnFrmRate) { return sim::err(HI_ID_VOU, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VO_GetChnFrameRate(VO_LAYER VoLayer, VO_CHN VoChn, HI_S32 *ps32ChnFrmRate) { return sim::unsupported(HI_ID_VOU, "HI_MPI_VO_GetChnFrameRate"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VO_GetChnParam(VO_LAYER VoLayer, VO_CHN VoChn, VO_CHN_PARAM_S *pstChnParam) { return sim::err(HI_ID_VOU, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VO_GetChnParam(VO_LAYER VoLayer, VO_CHN VoChn, VO_CHN_PARAM_S *pstChnParam) { return sim::unsupported(HI_ID_VOU, "HI_MPI_VO_GetChnParam"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VO_GetChnPts(VO_LAYER VoLayer, VO_CHN VoChn, HI_U64 *pu64ChnPts) { return sim::err(HI_ID_VOU, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VO_GetChnPts(VO_LAYER VoLayer, VO_CHN VoChn, HI_U64 *pu64ChnPts) { return sim::unsupported(HI_ID_VOU, "HI_MPI_VO_GetChnPts"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VO_GetChnReceiveThreshold(VO_LAYER VoLayer, VO_CHN VoChn, HI_U32 *pu32Threshold) { return sim::err(HI_ID_VOU, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VO_GetChnReceiveThreshold(VO_LAYER VoLayer, VO_CHN VoChn, HI_U32 *pu32Threshold) { return sim::unsupported(HI_ID_VOU, "HI_MPI_VO_GetChnReceiveThreshold"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VO_GetChnRegionLuma(VO_LAYER VoLayer, VO_CHN VoChn, VO_REGION_INFO_S *pstRegionInfo, HI_U32 *pu32LumaData, HI_S32 s32MilliSec) { return sim::err(HI_ID_VOU, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VO_GetChnRegionLuma(VO_LAYER VoLayer, VO_CHN VoChn, VO_REGION_INFO_S *pstRegionInfo, HI_U32 *pu32LumaData, HI_S32 s32MilliSec) { return sim::unsupported(HI_ID_VOU, "HI_MPI_VO_GetChnRegionLuma"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VO_GetDevFrameRate(VO_DEV VoDev, HI_U32 *pu32FrameRate) { return sim::err(HI_ID_VOU, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VO_GetDevFrameRate(VO_DEV VoDev, HI_U32 *pu32FrameRate) { return sim::unsupported(HI_ID_VOU, "HI_MPI_VO_GetDevFrameRate"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VO_GetDispBufLen(VO_LAYER VoLayer, HI_U32 *pu32BufLen) { return sim::err(HI_ID_VOU, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VO_GetDispBufLen(VO_LAYER VoLayer, HI_U32 *pu32BufLen) { return sim::unsupported(HI_ID_VOU, "HI_MPI_VO_GetDispBufLen"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VO_GetGraphicLayerCSC(GRAPHIC_LAYER GraphicLayer, VO_CSC_S *pstCSC) { return sim::err(HI_ID_VOU, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VO_GetGraphicLayerCSC(GRAPHIC_LAYER GraphicLayer, VO_CSC_S *pstCSC) { return sim::unsupported(HI_ID_VOU, "HI_MPI_VO_GetGraphicLayerCSC"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VO_GetHdmiParam(VO_DEV VoDev, VO_HDMI_PARAM_S *pstHdmiParam) { return sim::err(HI_ID_VOU, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VO_GetHdmiParam(VO_DEV VoDev, VO_HDMI_PARAM_S *pstHdmiParam) { return sim::unsupported(HI_ID_VOU, "HI_MPI_VO_GetHdmiParam"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VO_GetPlayToleration(VO_LAYER VoLayer, HI_U32 *pu32Toleration) { return sim::err(HI_ID_VOU, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VO_GetPlayToleration(VO_LAYER VoLayer, HI_U32 *pu32Toleration) { return sim::unsupported(HI_ID_VOU, "HI_MPI_VO_GetPlayToleration"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VO_GetPubAttr(VO_DEV VoDev, VO_PUB_ATTR_S *pstPubAttr) { return sim::err(HI_ID_VOU, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VO_GetPubAttr(VO_DEV VoDev, VO_PUB_ATTR_S *pstPubAttr) { return sim::unsupported(HI_ID_VOU, "HI_MPI_VO_GetPubAttr"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VO_GetScreenFrame(VO_LAYER VoLayer, VIDEO_FRAME_INFO_S *pstVFrame, HI_S32 s32MilliSec) { return sim::err(HI_ID_VOU, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VO_GetScreenFrame(VO_LAYER VoLayer, VIDEO_FRAME_INFO_S *pstVFrame, HI_S32 s32MilliSec) { return sim::unsupported(HI_ID_VOU, "HI_MPI_VO_GetScreenFrame"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VO_GetVgaParam(VO_DEV VoDev, VO_VGA_PARAM_S *pstVgaParam) { return sim::err(HI_ID_VOU, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VO_GetVgaParam(VO_DEV VoDev, VO_VGA_PARAM_S *pstVgaParam) { return sim::unsupported(HI_ID_VOU, "HI_MPI_VO_GetVgaParam"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VO_GetVideoLayerAttr(VO_LAYER VoLayer, VO_VIDEO_LAYER_ATTR_S *pstLayerAttr) { return sim::err(HI_ID_VOU, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VO_GetVideoLayerAttr(VO_LAYER VoLayer, VO_VIDEO_LAYER_ATTR_S *pstLayerAttr) { return sim::unsupported(HI_ID_VOU, "HI_MPI_VO_GetVideoLayerAttr"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VO_GetVideoLayerCSC(VO_LAYER VoLayer, VO_CSC_S *pstVideoCSC) { return sim::err(HI_ID_VOU, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VO_GetVideoLayerCSC(VO_LAYER VoLayer, VO_CSC_S *pstVideoCSC) { return sim::unsupported(HI_ID_VOU, "HI_MPI_VO_GetVideoLayerCSC"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VO_GetVideoLayerCompressAttr(VO_LAYER VoLayer, VO_COMPRESS_ATTR_S *pstCompressAttr) { return sim::err(HI_ID_VOU, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VO_GetVideoLayerCompressAttr(VO_LAYER VoLayer, VO_COMPRESS_ATTR_S *pstCompressAttr) { return sim::unsupported(HI_ID_VOU, "HI_MPI_VO_GetVideoLayerCompressAttr"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VO_GetVideoLayerPartitionMode(VO_LAYER VoLayer, VO_PART_MODE_E *penPartMode) { return sim::err(HI_ID_VOU, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VO_GetVideoLayerPartitionMode(VO_LAYER VoLayer, VO_PART_MODE_E *penPartMode) { return sim::unsupported(HI_ID_VOU, "HI_MPI_VO_GetVideoLayerPartitionMode"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VO_GetVideoLayerPriority(VO_LAYER VoLayer, HI_U32 *pu32Priority) { return sim::err(HI_ID_VOU, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VO_GetVideoLayerPriority(VO_LAYER VoLayer, HI_U32 *pu32Priority) { return sim::unsupported(HI_ID_VOU, "HI_MPI_VO_GetVideoLayerPriority"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VO_GetVtth(VO_DEV VoDev, HI_U32 *pu32Vtth) { return sim::err(HI_ID_VOU, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VO_GetVtth(VO_DEV VoDev, HI_U32 *pu32Vtth) { return sim::unsupported(HI_ID_VOU, "HI_MPI_VO_GetVtth"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VO_GetVtth2(VO_DEV VoDev, HI_U32 *pu32Vtth) { return sim::err(HI_ID_VOU, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VO_GetVtth2(VO_DEV VoDev, HI_U32 *pu32Vtth) { return sim::unsupported(HI_ID_VOU, "HI_MPI_VO_GetVtth2"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VO_GetWbcAttr(VO_WBC VoWbc, VO_WBC_ATTR_S *pstWbcAttr) { return sim::err(HI_ID_VOU, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VO_GetWbcAttr(VO_WBC VoWbc, VO_WBC_ATTR_S *pstWbcAttr) { return sim::unsupported(HI_ID_VOU, "HI_MPI_VO_GetWbcAttr"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VO_GetWbcDepth(VO_WBC VoWbc, HI_U32 *pu32Depth) { return sim::err(HI_ID_VOU, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VO_GetWbcDepth(VO_WBC VoWbc, HI_U32 *pu32Depth) { return sim::unsupported(HI_ID_VOU, "HI_MPI_VO_GetWbcDepth"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VO_GetWbcFrame(VO_WBC VoWbc, VIDEO_FRAME_INFO_S *pstVFrame, HI_S32 s32MilliSec) { return sim::err(HI_ID_VOU, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VO_GetWbcFrame(VO_WBC VoWbc, VIDEO_FRAME_INFO_S *pstVFrame, HI_S32 s32MilliSec) { return sim::unsupported(HI_ID_VOU, "HI_MPI_VO_GetWbcFrame"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VO_GetWbcMode(VO_WBC VoWbc, VO_WBC_MODE_E *penWbcMode) { return sim::err(HI_ID_VOU, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VO_GetWbcMode(VO_WBC VoWbc, VO_WBC_MODE_E *penWbcMode) { return sim::unsupported(HI_ID_VOU, "HI_MPI_VO_GetWbcMode"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VO_GetWbcSource(VO_WBC VoWbc, VO_WBC_SOURCE_S *pstWbcSources) { return sim::err(HI_ID_VOU, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VO_GetWbcSource(VO_WBC VoWbc, VO_WBC_SOURCE_S *pstWbcSources) { return sim::unsupported(HI_ID_VOU, "HI_MPI_VO_GetWbcSource"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VO_GetZoomInWindow(VO_LAYER VoLayer, VO_CHN VoChn, VO_ZOOM_ATTR_S *pstZoomAttr) { return sim::err(HI_ID_VOU, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VO_GetZoomInWindow(VO_LAYER VoLayer, VO_CHN VoChn, VO_ZOOM_ATTR_S *pstZoomAttr) { return sim::unsupported(HI_ID_VOU, "HI_MPI_VO_GetZoomInWindow"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VO_HideChn(VO_LAYER VoLayer, VO_CHN VoChn) { return sim::err(HI_ID_VOU, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VO_HideChn(VO_LAYER VoLayer, VO_CHN VoChn) { return sim::unsupported(HI_ID_VOU, "HI_MPI_VO_HideChn"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VO_PauseChn(VO_LAYER VoLayer, VO_CHN VoChn) { return sim::err(HI_ID_VOU, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VO_PauseChn(VO_LAYER VoLayer, VO_CHN VoChn) { return sim::unsupported(HI_ID_VOU, "HI_MPI_VO_PauseChn"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VO_QueryChnStat(VO_LAYER VoLayer, VO_CHN VoChn, VO_QUERY_STATUS_S *pstStatus) { return sim::err(HI_ID_VOU, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VO_QueryChnStat(VO_LAYER VoLayer, VO_CHN VoChn, VO_QUERY_STATUS_S *pstStatus) { return sim::unsupported(HI_ID_VOU, "HI_MPI_VO_QueryChnStat"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VO_QueryDevIntfStatus(VO_INTF_TYPE_E enDevInter, VO_DEVINTF_STATUS_S *pstStatus) { return sim::err(HI_ID_VOU, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VO_QueryDevIntfStatus(VO_INTF_TYPE_E enDevInter, VO_DEVINTF_STATUS_S *pstStatus) { return sim::unsupported(HI_ID_VOU, "HI_MPI_VO_QueryDevIntfStatus"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VO_RefreshChn(VO_LAYER VoLayer, VO_CHN VoChn) { return sim::err(HI_ID_VOU, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VO_RefreshChn(VO_LAYER VoLayer, VO_CHN VoChn) { return sim::unsupported(HI_ID_VOU, "HI_MPI_VO_RefreshChn"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VO_ReleaseChnFrame(VO_LAYER VoLayer, VO_CHN VoChn, const VIDEO_FRAME_INFO_S *pstFrame) { return sim::err(HI_ID_VOU, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VO_ReleaseChnFrame(VO_LAYER VoLayer, VO_CHN VoChn, const VIDEO_FRAME_INFO_S *pstFrame) { return sim::unsupported(HI_ID_VOU, "HI_MPI_VO_ReleaseChnFrame"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VO_ReleaseScreenFrame(VO_LAYER VoLayer, VIDEO_FRAME_INFO_S *pstVFrame) { return sim::err(HI_ID_VOU, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VO_ReleaseScreenFrame(VO_LAYER VoLayer, VIDEO_FRAME_INFO_S *pstVFrame) { return sim::unsupported(HI_ID_VOU, "HI_MPI_VO_ReleaseScreenFrame"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VO_ReleaseWbcFrame(VO_WBC VoWbc, VIDEO_FRAME_INFO_S *pstVFrame) { return sim::err(HI_ID_VOU, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VO_ReleaseWbcFrame(VO_WBC VoWbc, VIDEO_FRAME_INFO_S *pstVFrame) { return sim::unsupported(HI_ID_VOU, "HI_MPI_VO_ReleaseWbcFrame"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VO_ResumeChn(VO_LAYER VoLayer, VO_CHN VoChn) { return sim::err(HI_ID_VOU, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VO_ResumeChn(VO_LAYER VoLayer, VO_CHN VoChn) { return sim::unsupported(HI_ID_VOU, "HI_MPI_VO_ResumeChn"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VO_SendFrame(VO_LAYER VoLayer, VO_CHN VoChn, VIDEO_FRAME_INFO_S *pstVFrame, HI_S32 s32MilliSec) { return sim::err(HI_ID_VOU, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VO_SendFrame(VO_LAYER VoLayer, VO_CHN VoChn, VIDEO_FRAME_INFO_S *pstVFrame, HI_S32 s32MilliSec) { return sim::unsupported(HI_ID_VOU, "HI_MPI_VO_SendFrame"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VO_SetAttrBegin(VO_LAYER VoLayer) { return sim::err(HI_ID_VOU, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VO_SetAttrBegin(VO_LAYER VoLayer) { return sim::unsupported(HI_ID_VOU, "HI_MPI_VO_SetAttrBegin"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VO_SetAttrEnd(VO_LAYER VoLayer) { return sim::err(HI_ID_VOU, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VO_SetAttrEnd(VO_LAYER VoLayer) { return sim::unsupported(HI_ID_VOU, "HI_MPI_VO_SetAttrEnd"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VO_SetCascadeAttr(const VO_CAS_ATTR_S *pstCasAttr) { return sim::err(HI_ID_VOU, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VO_SetCascadeAttr(const VO_CAS_ATTR_S *pstCasAttr) { return sim::unsupported(HI_ID_VOU, "HI_MPI_VO_SetCascadeAttr"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VO_SetCascadePattern(VO_DEV VoCasDev, HI_U32 u32Pattern) { return sim::err(HI_ID_VOU, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VO_SetCascadePattern(VO_DEV VoCasDev, HI_U32 u32Pattern) { return sim::unsupported(HI_ID_VOU, "HI_MPI_VO_SetCascadePattern"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VO_SetChnAttr(VO_LAYER VoLayer, VO_CHN VoChn, const VO_CHN_ATTR_S *pstChnAttr) { return sim::err(HI_ID_VOU, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VO_SetChnAttr(VO_LAYER VoLayer, VO_CHN VoChn, const VO_CHN_ATTR_S *pstChnAttr) { return sim::unsupported(HI_ID_VOU, "HI_MPI_VO_SetChnAttr"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VO_SetChnBorder(VO_LAYER VoLayer, VO_CHN VoChn, const VO_BORDER_S *pstBorder) { return sim::err(HI_ID_VOU, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VO_SetChnBorder(VO_LAYER VoLayer, VO_CHN VoChn, const VO_BORDER_S *pstBorder) { return sim::unsupported(HI_ID_VOU, "HI_MPI_VO_SetChnBorder"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VO_SetChnDispPos(VO_LAYER VoLayer, VO_CHN VoChn, const POINT_S *pstDispPos) { return sim::err(HI_ID_VOU, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VO_SetChnDispPos(VO_LAYER VoLayer, VO_CHN VoChn, const POINT_S *pstDispPos) { return sim::unsupported(HI_ID_VOU, "HI_MPI_VO_SetChnDispPos"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VO_SetChnField(VO_LAYER VoLayer, VO_CHN VoChn, const VO_DISPLAY_FIELD_E enField) { return sim::err(HI_ID_VOU, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VO_SetChnField(VO_LAYER VoLayer, VO_CHN VoChn, const VO_DISPLAY_FIELD_E enField) { return sim::unsupported(HI_ID_VOU, "HI_MPI_VO_SetChnField"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VO_SetChnFrameRate(VO_LAYER VoLayer, VO_CHN VoChn, HI_S32 s32ChnFrmRate) { return sim::err(HI_ID_VOU, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VO_SetChnFrameRate(VO_LAYER VoLayer, VO_CHN VoChn, HI_S32 s32ChnFrmRate) { return sim::unsupported(HI_ID_VOU, "HI_MPI_VO_SetChnFrameRate"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VO_SetChnParam(VO_LAYER VoLayer, VO_CHN VoChn, const VO_CHN_PARAM_S *pstChnParam) { return sim::err(HI_ID_VOU, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VO_SetChnParam(VO_LAYER VoLayer, VO_CHN VoChn, const VO_CHN_PARAM_S *pstChnParam) { return sim::unsupported(HI_ID_VOU, "HI_MPI_VO_SetChnParam"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VO_SetChnReceiveThreshold(VO_LAYER VoLayer, VO_CHN VoChn, HI_U32 u32Threshold) { return sim::err(HI_ID_VOU, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VO_SetChnReceiveThreshold(VO_LAYER VoLayer, VO_CHN VoChn, HI_U32 u32Threshold) { return sim::unsupported(HI_ID_VOU, "HI_MPI_VO_SetChnReceiveThreshold"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VO_SetDevFrameRate(VO_DEV VoDev, HI_U32 u32FrameRate) { return sim::err(HI_ID_VOU, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VO_SetDevFrameRate(VO_DEV VoDev, HI_U32 u32FrameRate) { return sim::unsupported(HI_ID_VOU, "HI_MPI_VO_SetDevFrameRate"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VO_SetDispBufLen(VO_LAYER VoLayer, HI_U32 u32BufLen) { return sim::err(HI_ID_VOU, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VO_SetDispBufLen(VO_LAYER VoLayer, HI_U32 u32BufLen) { return sim::unsupported(HI_ID_VOU, "HI_MPI_VO_SetDispBufLen"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VO_SetGraphicLayerCSC(GRAPHIC_LAYER GraphicLayer, const VO_CSC_S *pstCSC) { return sim::err(HI_ID_VOU, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VO_SetGraphicLayerCSC(GRAPHIC_LAYER GraphicLayer, const VO_CSC_S *pstCSC) { return sim::unsupported(HI_ID_VOU, "HI_MPI_VO_SetGraphicLayerCSC"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VO_SetHdmiParam(VO_DEV VoDev, VO_HDMI_PARAM_S *pstHdmiParam) { return sim::err(HI_ID_VOU, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VO_SetHdmiParam(VO_DEV VoDev, VO_HDMI_PARAM_S *pstHdmiParam) { return sim::unsupported(HI_ID_VOU, "HI_MPI_VO_SetHdmiParam"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VO_SetPlayToleration(VO_LAYER VoLayer, HI_U32 u32Toleration) { return sim::err(HI_ID_VOU, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VO_SetPlayToleration(VO_LAYER VoLayer, HI_U32 u32Toleration) { return sim::unsupported(HI_ID_VOU, "HI_MPI_VO_SetPlayToleration"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VO_SetPubAttr(VO_DEV VoDev, const VO_PUB_ATTR_S *pstPubAttr) { return sim::err(HI_ID_VOU, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VO_SetPubAttr(VO_DEV VoDev, const VO_PUB_ATTR_S *pstPubAttr) { return sim::unsupported(HI_ID_VOU, "HI_MPI_VO_SetPubAttr"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VO_SetVgaParam(VO_DEV VoDev, const VO_VGA_PARAM_S *pstVgaParam) { return sim::err(HI_ID_VOU, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VO_SetVgaParam(VO_DEV VoDev, const VO_VGA_PARAM_S *pstVgaParam) { return sim::unsupported(HI_ID_VOU, "HI_MPI_VO_SetVgaParam"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VO_SetVideoLayerAttr(VO_LAYER VoLayer, const VO_VIDEO_LAYER_ATTR_S *pstLayerAttr) { return sim::err(HI_ID_VOU, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VO_SetVideoLayerAttr(VO_LAYER VoLayer, const VO_VIDEO_LAYER_ATTR_S *pstLayerAttr) { return sim::unsupported(HI_ID_VOU, "HI_MPI_VO_SetVideoLayerAttr"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VO_SetVideoLayerCSC(VO_LAYER VoLayer, const VO_CSC_S *pstVideoCSC) { return sim::err(HI_ID_VOU, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VO_SetVideoLayerCSC(VO_LAYER VoLayer, const VO_CSC_S *pstVideoCSC) { return sim::unsupported(HI_ID_VOU, "HI_MPI_VO_SetVideoLayerCSC"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VO_SetVideoLayerCompressAttr(VO_LAYER VoLayer, const VO_COMPRESS_ATTR_S *pstCompressAttr) { return sim::err(HI_ID_VOU, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VO_SetVideoLayerCompressAttr(VO_LAYER VoLayer, const VO_COMPRESS_ATTR_S *pstCompressAttr) { return sim::unsupported(HI_ID_VOU, "HI_MPI_VO_SetVideoLayerCompressAttr"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VO_SetVideoLayerPartitionMode(VO_LAYER VoLayer, VO_PART_MODE_E enPartMode) { return sim::err(HI_ID_VOU, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VO_SetVideoLayerPartitionMode(VO_LAYER VoLayer, VO_PART_MODE_E enPartMode) { return sim::unsupported(HI_ID_VOU, "HI_MPI_VO_SetVideoLayerPartitionMode"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VO_SetVideoLayerPriority(VO_LAYER VoLayer, HI_U32 u32Priority) { return sim::err(HI_ID_VOU, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VO_SetVideoLayerPriority(VO_LAYER VoLayer, HI_U32 u32Priority) { return sim::unsupported(HI_ID_VOU, "HI_MPI_VO_SetVideoLayerPriority"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VO_SetVtth(VO_DEV VoDev, HI_U32 u32Vtth) { return sim::err(HI_ID_VOU, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VO_SetVtth(VO_DEV VoDev, HI_U32 u32Vtth) { return sim::unsupported(HI_ID_VOU, "HI_MPI_VO_SetVtth"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VO_SetVtth2(VO_DEV VoDev, HI_U32 u32Vtth) { return sim::err(HI_ID_VOU, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VO_SetVtth2(VO_DEV VoDev, HI_U32 u32Vtth) { return sim::unsupported(HI_ID_VOU, "HI_MPI_VO_SetVtth2"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VO_SetWbcAttr(VO_WBC VoWbc, const VO_WBC_ATTR_S *pstWbcAttr) { return sim::err(HI_ID_VOU, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VO_SetWbcAttr(VO_WBC VoWbc, const VO_WBC_ATTR_S *pstWbcAttr) { return sim::unsupported(HI_ID_VOU, "HI_MPI_VO_SetWbcAttr"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VO_SetWbcDepth(VO_WBC VoWbc, HI_U32 u32Depth) { return sim::err(HI_ID_VOU, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VO_SetWbcDepth(VO_WBC VoWbc, HI_U32 u32Depth) { return sim::unsupported(HI_ID_VOU, "HI_MPI_VO_SetWbcDepth"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VO_SetWbcMode(VO_WBC VoWbc, VO_WBC_MODE_E enWbcMode) { return sim::err(HI_ID_VOU, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VO_SetWbcMode(VO_WBC VoWbc, VO_WBC_MODE_E enWbcMode) { return sim::unsupported(HI_ID_VOU, "HI_MPI_VO_SetWbcMode"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VO_SetWbcSource(VO_WBC VoWbc, const VO_WBC_SOURCE_S *pstWbcSource) { return sim::err(HI_ID_VOU, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VO_SetWbcSource(VO_WBC VoWbc, const VO_WBC_SOURCE_S *pstWbcSource) { return sim::unsupported(HI_ID_VOU, "HI_MPI_VO_SetWbcSource"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VO_SetZoomInWindow(VO_LAYER VoLayer, VO_CHN VoChn, const VO_ZOOM_ATTR_S *pstZoomAttr) { return sim::err(HI_ID_VOU, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VO_SetZoomInWindow(VO_LAYER VoLayer, VO_CHN VoChn, const VO_ZOOM_ATTR_S *pstZoomAttr) { return sim::unsupported(HI_ID_VOU, "HI_MPI_VO_SetZoomInWindow"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VO_ShowChn(VO_LAYER VoLayer, VO_CHN VoChn) { return sim::err(HI_ID_VOU, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VO_ShowChn(VO_LAYER VoLayer, VO_CHN VoChn) { return sim::unsupported(HI_ID_VOU, "HI_MPI_VO_ShowChn"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VO_StepChn(VO_LAYER VoLayer, VO_CHN VoChn) { return sim::err(HI_ID_VOU, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VO_StepChn(VO_LAYER VoLayer, VO_CHN VoChn) { return sim::unsupported(HI_ID_VOU, "HI_MPI_VO_StepChn"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VO_UnBindGraphicLayer(GRAPHIC_LAYER GraphicLayer, VO_DEV VoDev) { return sim::err(HI_ID_VOU, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VO_UnBindGraphicLayer(GRAPHIC_LAYER GraphicLayer, VO_DEV VoDev) { return sim::unsupported(HI_ID_VOU, "HI_MPI_VO_UnBindGraphicLayer"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VO_UnBindVideoLayer(VO_LAYER VoLayer, VO_DEV VoDev) { return sim::err(HI_ID_VOU, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VO_UnBindVideoLayer(VO_LAYER VoLayer, VO_DEV VoDev) { return sim::unsupported(HI_ID_VOU, "HI_MPI_VO_UnBindVideoLayer"); }
 
 }  // namespace h
 }  // namespace sim

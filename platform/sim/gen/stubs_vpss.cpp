@@ -4,119 +4,119 @@
 #include "sim/types.h"
 namespace sim {
 namespace h {
-__attribute__((weak)) HI_S32 HI_MPI_VPSS_AttachVbPool(VPSS_GRP VpssGrp, VPSS_CHN VpssChn, VB_POOL hVbPool) { return sim::err(HI_ID_VPSS, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VPSS_AttachVbPool(VPSS_GRP VpssGrp, VPSS_CHN VpssChn, VB_POOL hVbPool) { return sim::unsupported(HI_ID_VPSS, "HI_MPI_VPSS_AttachVbPool"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VPSS_CreateGrp(VPSS_GRP VpssGrp, VPSS_GRP_ATTR_S *pstGrpAttr) { return sim::err(HI_ID_VPSS, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VPSS_CreateGrp(VPSS_GRP VpssGrp, VPSS_GRP_ATTR_S *pstGrpAttr) { return sim::unsupported(HI_ID_VPSS, "HI_MPI_VPSS_CreateGrp"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VPSS_DestroyGrp(VPSS_GRP VpssGrp) { return sim::err(HI_ID_VPSS, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VPSS_DestroyGrp(VPSS_GRP VpssGrp) { return sim::unsupported(HI_ID_VPSS, "HI_MPI_VPSS_DestroyGrp"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VPSS_DetachVbPool(VPSS_GRP VpssGrp, VPSS_CHN VpssChn) { return sim::err(HI_ID_VPSS, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VPSS_DetachVbPool(VPSS_GRP VpssGrp, VPSS_CHN VpssChn) { return sim::unsupported(HI_ID_VPSS, "HI_MPI_VPSS_DetachVbPool"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VPSS_DisableBackupFrame(VPSS_GRP VpssGrp) { return sim::err(HI_ID_VPSS, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VPSS_DisableBackupFrame(VPSS_GRP VpssGrp) { return sim::unsupported(HI_ID_VPSS, "HI_MPI_VPSS_DisableBackupFrame"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VPSS_DisableChn(VPSS_GRP VpssGrp, VPSS_CHN s32VpssChnl) { return sim::err(HI_ID_VPSS, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VPSS_DisableChn(VPSS_GRP VpssGrp, VPSS_CHN s32VpssChnl) { return sim::unsupported(HI_ID_VPSS, "HI_MPI_VPSS_DisableChn"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VPSS_DisableOneBuf(VPSS_GRP VpssGrp, VPSS_CHN VpssChn) { return sim::err(HI_ID_VPSS, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VPSS_DisableOneBuf(VPSS_GRP VpssGrp, VPSS_CHN VpssChn) { return sim::unsupported(HI_ID_VPSS, "HI_MPI_VPSS_DisableOneBuf"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VPSS_DisableUserFrameRateCtrl(VPSS_GRP VpssGrp) { return sim::err(HI_ID_VPSS, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VPSS_DisableUserFrameRateCtrl(VPSS_GRP VpssGrp) { return sim::unsupported(HI_ID_VPSS, "HI_MPI_VPSS_DisableUserFrameRateCtrl"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VPSS_EnableBackupFrame(VPSS_GRP VpssGrp) { return sim::err(HI_ID_VPSS, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VPSS_EnableBackupFrame(VPSS_GRP VpssGrp) { return sim::unsupported(HI_ID_VPSS, "HI_MPI_VPSS_EnableBackupFrame"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VPSS_EnableChn(VPSS_GRP VpssGrp, VPSS_CHN s32VpssChnl) { return sim::err(HI_ID_VPSS, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VPSS_EnableChn(VPSS_GRP VpssGrp, VPSS_CHN s32VpssChnl) { return sim::unsupported(HI_ID_VPSS, "HI_MPI_VPSS_EnableChn"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VPSS_EnableOneBuf(VPSS_GRP VpssGrp, VPSS_CHN VpssChn) { return sim::err(HI_ID_VPSS, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VPSS_EnableOneBuf(VPSS_GRP VpssGrp, VPSS_CHN VpssChn) { return sim::unsupported(HI_ID_VPSS, "HI_MPI_VPSS_EnableOneBuf"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VPSS_EnableUserFrameRateCtrl(VPSS_GRP VpssGrp) { return sim::err(HI_ID_VPSS, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VPSS_EnableUserFrameRateCtrl(VPSS_GRP VpssGrp) { return sim::unsupported(HI_ID_VPSS, "HI_MPI_VPSS_EnableUserFrameRateCtrl"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VPSS_GetChnAttr(VPSS_GRP VpssGrp, VPSS_CHN VpssChn, VPSS_CHN_ATTR_S *pstChnAttr) { return sim::err(HI_ID_VPSS, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VPSS_GetChnAttr(VPSS_GRP VpssGrp, VPSS_CHN VpssChn, VPSS_CHN_ATTR_S *pstChnAttr) { return sim::unsupported(HI_ID_VPSS, "HI_MPI_VPSS_GetChnAttr"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VPSS_GetChnFrame(VPSS_GRP VpssGrp, VPSS_CHN VpssChn, VIDEO_FRAME_INFO_S *pstVideoFrame, HI_S32 s32MilliSec) { return sim::err(HI_ID_VPSS, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VPSS_GetChnFrame(VPSS_GRP VpssGrp, VPSS_CHN VpssChn, VIDEO_FRAME_INFO_S *pstVideoFrame, HI_S32 s32MilliSec) { return sim::unsupported(HI_ID_VPSS, "HI_MPI_VPSS_GetChnFrame"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VPSS_GetChnMode(VPSS_GRP VpssGrp, VPSS_CHN VpssChn, VPSS_CHN_MODE_S *pstVpssMode) { return sim::err(HI_ID_VPSS, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VPSS_GetChnMode(VPSS_GRP VpssGrp, VPSS_CHN VpssChn, VPSS_CHN_MODE_S *pstVpssMode) { return sim::unsupported(HI_ID_VPSS, "HI_MPI_VPSS_GetChnMode"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VPSS_GetChnOverlay(VPSS_GRP VpssGrp, VPSS_CHN VpssChn, HI_U32 *pu32OverlayMask) { return sim::err(HI_ID_VPSS, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VPSS_GetChnOverlay(VPSS_GRP VpssGrp, VPSS_CHN VpssChn, HI_U32 *pu32OverlayMask) { return sim::unsupported(HI_ID_VPSS, "HI_MPI_VPSS_GetChnOverlay"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VPSS_GetChnParam(VPSS_GRP VpssGrp, VPSS_CHN VpssChn, VPSS_CHN_PARAM_S *pstChnParam) { return sim::err(HI_ID_VPSS, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VPSS_GetChnParam(VPSS_GRP VpssGrp, VPSS_CHN VpssChn, VPSS_CHN_PARAM_S *pstChnParam) { return sim::unsupported(HI_ID_VPSS, "HI_MPI_VPSS_GetChnParam"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VPSS_GetChnRegionLuma(VPSS_GRP VpssGrp, VPSS_CHN VpssChn, VPSS_REGION_INFO_S *pstRegionInfo, HI_U32 *pu32LumaData, HI_S32 s32MilliSec) { return sim::err(HI_ID_VPSS, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VPSS_GetChnRegionLuma(VPSS_GRP VpssGrp, VPSS_CHN VpssChn, VPSS_REGION_INFO_S *pstRegionInfo, HI_U32 *pu32LumaData, HI_S32 s32MilliSec) { return sim::unsupported(HI_ID_VPSS, "HI_MPI_VPSS_GetChnRegionLuma"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VPSS_GetDepth(VPSS_GRP VpssGrp, VPSS_CHN VpssChn, HI_U32 *pu32Depth) { return sim::err(HI_ID_VPSS, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VPSS_GetDepth(VPSS_GRP VpssGrp, VPSS_CHN VpssChn, HI_U32 *pu32Depth) { return sim::unsupported(HI_ID_VPSS, "HI_MPI_VPSS_GetDepth"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VPSS_GetGrpAdvancedParam(VPSS_GRP VpssGrp, VPSS_NR_ADVANCED_PARAM_S *pstVpssParam) { return sim::err(HI_ID_VPSS, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VPSS_GetGrpAdvancedParam(VPSS_GRP VpssGrp, VPSS_NR_ADVANCED_PARAM_S *pstVpssParam) { return sim::unsupported(HI_ID_VPSS, "HI_MPI_VPSS_GetGrpAdvancedParam"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VPSS_GetGrpAttr(VPSS_GRP VpssGrp, VPSS_GRP_ATTR_S *pstGrpAttr) { return sim::err(HI_ID_VPSS, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VPSS_GetGrpAttr(VPSS_GRP VpssGrp, VPSS_GRP_ATTR_S *pstGrpAttr) { return sim::unsupported(HI_ID_VPSS, "HI_MPI_VPSS_GetGrpAttr"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VPSS_GetGrpCrop(VPSS_GRP VpssGrp, VPSS_CROP_INFO_S *pstCropInfo) { return sim::err(HI_ID_VPSS, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VPSS_GetGrpCrop(VPSS_GRP VpssGrp, VPSS_CROP_INFO_S *pstCropInfo) { return sim::unsupported(HI_ID_VPSS, "HI_MPI_VPSS_GetGrpCrop"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VPSS_GetGrpDelay(VPSS_GRP VpssGrp, HI_U32 *pu32Delay) { return sim::err(HI_ID_VPSS, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VPSS_GetGrpDelay(VPSS_GRP VpssGrp, HI_U32 *pu32Delay) { return sim::unsupported(HI_ID_VPSS, "HI_MPI_VPSS_GetGrpDelay"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VPSS_GetGrpFrame(VPSS_GRP VpssGrp, VIDEO_FRAME_INFO_S *pstVideoFrame, HI_U32 u32FrameIndex) { return sim::err(HI_ID_VPSS, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VPSS_GetGrpFrame(VPSS_GRP VpssGrp, VIDEO_FRAME_INFO_S *pstVideoFrame, HI_U32 u32FrameIndex) { return sim::unsupported(HI_ID_VPSS, "HI_MPI_VPSS_GetGrpFrame"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VPSS_GetGrpFrameRate(VPSS_GRP VpssGrp, VPSS_FRAME_RATE_S *pstVpssFrameRate) { return sim::err(HI_ID_VPSS, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VPSS_GetGrpFrameRate(VPSS_GRP VpssGrp, VPSS_FRAME_RATE_S *pstVpssFrameRate) { return sim::unsupported(HI_ID_VPSS, "HI_MPI_VPSS_GetGrpFrameRate"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VPSS_GetGrpParam(VPSS_GRP VpssGrp, VPSS_GRP_PARAM_S *pstVpssParam) { return sim::err(HI_ID_VPSS, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VPSS_GetGrpParam(VPSS_GRP VpssGrp, VPSS_GRP_PARAM_S *pstVpssParam) { return sim::unsupported(HI_ID_VPSS, "HI_MPI_VPSS_GetGrpParam"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VPSS_GetGrpRegionLuma(VPSS_GRP VpssGrp, VPSS_REGION_INFO_S *pstRegionInfo, HI_U32 *pu32LumaData, HI_S32 s32MilliSec) { return sim::err(HI_ID_VPSS, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VPSS_GetGrpRegionLuma(VPSS_GRP VpssGrp, VPSS_REGION_INFO_S *pstRegionInfo, HI_U32 *pu32LumaData, HI_S32 s32MilliSec) { return sim::unsupported(HI_ID_VPSS, "HI_MPI_VPSS_GetGrpRegionLuma"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VPSS_GetGrpRegionLumaEx(VPSS_GRP VpssGrp, VPSS_REGION_INFO_S *pstRegionInfo, VPSS_LUMA_INFO_S *pstLumaData, HI_S32 s32MilliSec) { return sim::err(HI_ID_VPSS, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VPSS_GetGrpRegionLumaEx(VPSS_GRP VpssGrp, VPSS_REGION_INFO_S *pstRegionInfo, VPSS_LUMA_INFO_S *pstLumaData, HI_S32 s32MilliSec) { return sim::unsupported(HI_ID_VPSS, "HI_MPI_VPSS_GetGrpRegionLumaEx"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VPSS_GetGrpSizer(VPSS_GRP VpssGrp, VPSS_SIZER_INFO_S *pstVpssSizerInfo) { return sim::err(HI_ID_VPSS, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VPSS_GetGrpSizer(VPSS_GRP VpssGrp, VPSS_SIZER_INFO_S *pstVpssSizerInfo) { return sim::unsupported(HI_ID_VPSS, "HI_MPI_VPSS_GetGrpSizer"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VPSS_GetModParam(VPSS_MOD_PARAM_S *pstModParam) { return sim::err(HI_ID_VPSS, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VPSS_GetModParam(VPSS_MOD_PARAM_S *pstModParam) { return sim::unsupported(HI_ID_VPSS, "HI_MPI_VPSS_GetModParam"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VPSS_GetPreScale(VPSS_GRP VpssGrp, VPSS_PRESCALE_INFO_S *pstPreScaleInfo) { return sim::err(HI_ID_VPSS, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VPSS_GetPreScale(VPSS_GRP VpssGrp, VPSS_PRESCALE_INFO_S *pstPreScaleInfo) { return sim::unsupported(HI_ID_VPSS, "HI_MPI_VPSS_GetPreScale"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VPSS_GetPreScaleMode(VPSS_GRP VpssGrp, VPSS_PRESCALE_MODE_E *penVpssPreScaleMode) { return sim::err(HI_ID_VPSS, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VPSS_GetPreScaleMode(VPSS_GRP VpssGrp, VPSS_PRESCALE_MODE_E *penVpssPreScaleMode) { return sim::unsupported(HI_ID_VPSS, "HI_MPI_VPSS_GetPreScaleMode"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VPSS_GetRotate(VPSS_GRP VpssGrp, VPSS_CHN VpssChn, ROTATE_E *penRotate) { return sim::err(HI_ID_VPSS, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VPSS_GetRotate(VPSS_GRP VpssGrp, VPSS_CHN VpssChn, ROTATE_E *penRotate) { return sim::unsupported(HI_ID_VPSS, "HI_MPI_VPSS_GetRotate"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VPSS_GrpAttachVbPool(VPSS_GRP VpssGrp, VB_POOL hVbPool) { return sim::err(HI_ID_VPSS, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VPSS_GrpAttachVbPool(VPSS_GRP VpssGrp, VB_POOL hVbPool) { return sim::unsupported(HI_ID_VPSS, "HI_MPI_VPSS_GrpAttachVbPool"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VPSS_GrpDetachVbPool(VPSS_GRP VpssGrp) { return sim::err(HI_ID_VPSS, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VPSS_GrpDetachVbPool(VPSS_GRP VpssGrp) { return sim::unsupported(HI_ID_VPSS, "HI_MPI_VPSS_GrpDetachVbPool"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VPSS_ReleaseChnFrame(VPSS_GRP VpssGrp, VPSS_CHN VpssChn, VIDEO_FRAME_INFO_S *pstVideoFrame) { return sim::err(HI_ID_VPSS, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VPSS_ReleaseChnFrame(VPSS_GRP VpssGrp, VPSS_CHN VpssChn, VIDEO_FRAME_INFO_S *pstVideoFrame) { return sim::unsupported(HI_ID_VPSS, "HI_MPI_VPSS_ReleaseChnFrame"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VPSS_ReleaseGrpFrame(VPSS_GRP VpssGrp, VIDEO_FRAME_INFO_S *pstVideoFrame) { return sim::err(HI_ID_VPSS, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VPSS_ReleaseGrpFrame(VPSS_GRP VpssGrp, VIDEO_FRAME_INFO_S *pstVideoFrame) { return sim::unsupported(HI_ID_VPSS, "HI_MPI_VPSS_ReleaseGrpFrame"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VPSS_ResetGrp(VPSS_GRP VpssGrp) { return sim::err(HI_ID_VPSS, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VPSS_ResetGrp(VPSS_GRP VpssGrp) { return sim::unsupported(HI_ID_VPSS, "HI_MPI_VPSS_ResetGrp"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VPSS_SendFrame(VPSS_GRP VpssGrp, VIDEO_FRAME_INFO_S *pstVideoFrame, HI_S32 s32MilliSec) { return sim::err(HI_ID_VPSS, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VPSS_SendFrame(VPSS_GRP VpssGrp, VIDEO_FRAME_INFO_S *pstVideoFrame, HI_S32 s32MilliSec) { return sim::unsupported(HI_ID_VPSS, "HI_MPI_VPSS_SendFrame"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VPSS_SetChnAttr(VPSS_GRP VpssGrp, VPSS_CHN VpssChn, VPSS_CHN_ATTR_S *pstChnAttr) { return sim::err(HI_ID_VPSS, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VPSS_SetChnAttr(VPSS_GRP VpssGrp, VPSS_CHN VpssChn, VPSS_CHN_ATTR_S *pstChnAttr) { return sim::unsupported(HI_ID_VPSS, "HI_MPI_VPSS_SetChnAttr"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VPSS_SetChnMode(VPSS_GRP VpssGrp, VPSS_CHN VpssChn, VPSS_CHN_MODE_S *pstVpssMode) { return sim::err(HI_ID_VPSS, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VPSS_SetChnMode(VPSS_GRP VpssGrp, VPSS_CHN VpssChn, VPSS_CHN_MODE_S *pstVpssMode) { return sim::unsupported(HI_ID_VPSS, "HI_MPI_VPSS_SetChnMode"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VPSS_SetChnOverlay(VPSS_GRP VpssGrp, VPSS_CHN VpssChn, HI_U32 u32OverlayMask) { return sim::err(HI_ID_VPSS, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VPSS_SetChnOverlay(VPSS_GRP VpssGrp, VPSS_CHN VpssChn, HI_U32 u32OverlayMask) { return sim::unsupported(HI_ID_VPSS, "HI_MPI_VPSS_SetChnOverlay"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VPSS_SetChnParam(VPSS_GRP VpssGrp, VPSS_CHN VpssChn, VPSS_CHN_PARAM_S *pstChnParam) { return sim::err(HI_ID_VPSS, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VPSS_SetChnParam(VPSS_GRP VpssGrp, VPSS_CHN VpssChn, VPSS_CHN_PARAM_S *pstChnParam) { return sim::unsupported(HI_ID_VPSS, "HI_MPI_VPSS_SetChnParam"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VPSS_SetDepth(VPSS_GRP VpssGrp, VPSS_CHN VpssChn, HI_U32 u32Depth) { return sim::err(HI_ID_VPSS, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VPSS_SetDepth(VPSS_GRP VpssGrp, VPSS_CHN VpssChn, HI_U32 u32Depth) { return sim::unsupported(HI_ID_VPSS, "HI_MPI_VPSS_SetDepth"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VPSS_SetGrpAdvancedParam(VPSS_GRP VpssGrp, VPSS_NR_ADVANCED_PARAM_S *pstVpssParam) { return sim::err(HI_ID_VPSS, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VPSS_SetGrpAdvancedParam(VPSS_GRP VpssGrp, VPSS_NR_ADVANCED_PARAM_S *pstVpssParam) { return sim::unsupported(HI_ID_VPSS, "HI_MPI_VPSS_SetGrpAdvancedParam"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VPSS_SetGrpAttr(VPSS_GRP VpssGrp, VPSS_GRP_ATTR_S *pstGrpAttr) { return sim::err(HI_ID_VPSS, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VPSS_SetGrpAttr(VPSS_GRP VpssGrp, VPSS_GRP_ATTR_S *pstGrpAttr) { return sim::unsupported(HI_ID_VPSS, "HI_MPI_VPSS_SetGrpAttr"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VPSS_SetGrpCrop(VPSS_GRP VpssGrp, VPSS_CROP_INFO_S *pstCropInfo) { return sim::err(HI_ID_VPSS, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VPSS_SetGrpCrop(VPSS_GRP VpssGrp, VPSS_CROP_INFO_S *pstCropInfo) { return sim::unsupported(HI_ID_VPSS, "HI_MPI_VPSS_SetGrpCrop"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VPSS_SetGrpDelay(VPSS_GRP VpssGrp, HI_U32 u32Delay) { return sim::err(HI_ID_VPSS, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VPSS_SetGrpDelay(VPSS_GRP VpssGrp, HI_U32 u32Delay) { return sim::unsupported(HI_ID_VPSS, "HI_MPI_VPSS_SetGrpDelay"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VPSS_SetGrpFrameRate(VPSS_GRP VpssGrp, VPSS_FRAME_RATE_S *pstVpssFrameRate) { return sim::err(HI_ID_VPSS, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VPSS_SetGrpFrameRate(VPSS_GRP VpssGrp, VPSS_FRAME_RATE_S *pstVpssFrameRate) { return sim::unsupported(HI_ID_VPSS, "HI_MPI_VPSS_SetGrpFrameRate"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VPSS_SetGrpParam(VPSS_GRP VpssGrp, VPSS_GRP_PARAM_S *pstVpssParam) { return sim::err(HI_ID_VPSS, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VPSS_SetGrpParam(VPSS_GRP VpssGrp, VPSS_GRP_PARAM_S *pstVpssParam) { return sim::unsupported(HI_ID_VPSS, "HI_MPI_VPSS_SetGrpParam"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VPSS_SetGrpSizer(VPSS_GRP VpssGrp, VPSS_SIZER_INFO_S *pstVpssSizerInfo) { return sim::err(HI_ID_VPSS, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VPSS_SetGrpSizer(VPSS_GRP VpssGrp, VPSS_SIZER_INFO_S *pstVpssSizerInfo) { return sim::unsupported(HI_ID_VPSS, "HI_MPI_VPSS_SetGrpSizer"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VPSS_SetModParam(VPSS_MOD_PARAM_S *pstModParam) { return sim::err(HI_ID_VPSS, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VPSS_SetModParam(VPSS_MOD_PARAM_S *pstModParam) { return sim::unsupported(HI_ID_VPSS, "HI_MPI_VPSS_SetModParam"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VPSS_SetPreScale(VPSS_GRP VpssGrp, VPSS_PRESCALE_INFO_S *pstPreScaleInfo) { return sim::err(HI_ID_VPSS, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VPSS_SetPreScale(VPSS_GRP VpssGrp, VPSS_PRESCALE_INFO_S *pstPreScaleInfo) { return sim::unsupported(HI_ID_VPSS, "HI_MPI_VPSS_SetPreScale"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VPSS_SetPreScaleMode(VPSS_GRP VpssGrp, VPSS_PRESCALE_MODE_E enVpssPreScaleMode) { return sim::err(HI_ID_VPSS, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VPSS_SetPreScaleMode(VPSS_GRP VpssGrp, VPSS_PRESCALE_MODE_E enVpssPreScaleMode) { return sim::unsupported(HI_ID_VPSS, "HI_MPI_VPSS_SetPreScaleMode"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VPSS_SetRotate(VPSS_GRP VpssGrp, VPSS_CHN VpssChn, ROTATE_E enRotate) { return sim::err(HI_ID_VPSS, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VPSS_SetRotate(VPSS_GRP VpssGrp, VPSS_CHN VpssChn, ROTATE_E enRotate) { return sim::unsupported(HI_ID_VPSS, "HI_MPI_VPSS_SetRotate"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VPSS_StartGrp(VPSS_GRP VpssGrp) { return sim::err(HI_ID_VPSS, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VPSS_StartGrp(VPSS_GRP VpssGrp) { return sim::unsupported(HI_ID_VPSS, "HI_MPI_VPSS_StartGrp"); }
 
-__attribute__((weak)) HI_S32 HI_MPI_VPSS_StopGrp(VPSS_GRP VpssGrp) { return sim::err(HI_ID_VPSS, sim::NOT_SUPPORT); }
+__attribute__((weak)) HI_S32 HI_MPI_VPSS_StopGrp(VPSS_GRP VpssGrp) { return sim::unsupported(HI_ID_VPSS, "HI_MPI_VPSS_StopGrp"); }
 
 }  // namespace h
 }  // namespace sim

@@ -67,6 +67,10 @@ int l_calls(lua_State* L) {
         lua_setfield(L, -2, "args");
         push_value(L, e.ret);
         lua_setfield(L, -2, "ret");
+        if (!e.reason.empty()) {
+            lua_pushlstring(L, e.reason.data(), e.reason.size());
+            lua_setfield(L, -2, "reason");
+        }
         lua_rawseti(L, -2, (lua_Integer)i + 1);
     }
     return 1;
@@ -126,35 +130,65 @@ int l_check(lua_State* L) {
     return 1;
 }
 
-// Strict mode: a return hook notices a finding made by the call that just
-// returned and raises it as a Lua error at the caller's line. The call has
-// finished by then, so nothing of the platform's is left half done.
-size_t g_seen = 0;
+// Strict mode: a return hook notices a finding (or, when asked, a refusal)
+// made by the call that just returned and raises it as a Lua error at the
+// caller's line. The call has finished by then, so nothing of the
+// platform's is left half done.
+size_t g_seen = 0, g_refused = 0;
+bool g_findings = false, g_refusals = false;
 
-size_t latest_message(char* buf, size_t cap) {
+// The latest finding, and how many more the same call made.
+size_t finding_message(char* buf, size_t cap, size_t more) {
     if (sim::findings_kept() == 0) return 0;
     const sim::Finding& f = sim::finding_kept(sim::findings_kept() - 1);
-    const std::string text = f.message + " (" + f.rule + ", " + f.call + " call #" + std::to_string(f.index) + ")";
+    std::string text = f.message + " (" + f.rule + ", " + f.call + " call #" + std::to_string(f.index) + ")";
+    if (more) text += " (and " + std::to_string(more) + " more: sim.check())";
+    size_t n = text.size() < cap ? text.size() : cap;
+    std::memcpy(buf, text.data(), n);
+    return n;
+}
+
+size_t refusal_message(char* buf, size_t cap) {
+    const std::string text = "refused: " + sim::last_refusal();
     size_t n = text.size() < cap ? text.size() : cap;
     std::memcpy(buf, text.data(), n);
     return n;
 }
 
 void strict_hook(lua_State* L, lua_Debug*) {
-    const size_t now = sim::findings_count();
-    if (now == g_seen) return;
-    g_seen = now;
-    char buf[512];
-    const size_t n = latest_message(buf, sizeof buf);
+    const size_t found = sim::findings_count(), refused = sim::refusals_count();
+    char buf[768];
+    size_t n = 0;
+    if (g_findings && found != g_seen) {
+        n = finding_message(buf, sizeof buf, found - g_seen - 1);
+    } else if (g_refusals && refused != g_refused) {
+        n = refusal_message(buf, sizeof buf);
+    }
+    g_seen = found;
+    g_refused = refused;
+    if (n == 0) return;
     luaL_where(L, 1);
     lua_pushlstring(L, buf, n);
     lua_concat(L, 2);
     lua_error(L);
 }
 
+// sim.strict(on): findings only. sim.strict{findings = , refusals = }:
+// findings (default true) and refused calls (default false).
 int l_strict(lua_State* L) {
-    const bool on = lua_toboolean(L, 1);
+    if (lua_istable(L, 1)) {
+        lua_getfield(L, 1, "findings");
+        lua_getfield(L, 1, "refusals");
+        g_findings = lua_isnil(L, -2) ? true : lua_toboolean(L, -2);
+        g_refusals = lua_toboolean(L, -1);
+        lua_pop(L, 2);
+    } else {
+        g_findings = lua_toboolean(L, 1);
+        g_refusals = false;
+    }
     g_seen = sim::findings_count();
+    g_refused = sim::refusals_count();
+    const bool on = g_findings || g_refusals;
     lua_sethook(L, on ? strict_hook : nullptr, on ? LUA_MASKRET : 0, 0);
     return 0;
 }

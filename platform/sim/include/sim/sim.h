@@ -2,6 +2,7 @@
 // (platform/sim/<module>.cpp) use. See platform/sim/README.md.
 #pragma once
 
+#include <initializer_list>
 #include <map>
 #include <set>
 #include <string>
@@ -17,7 +18,7 @@ namespace sim {
 enum Reason {
     INVALID_DEVID = 1, INVALID_CHNID = 2, ILLEGAL_PARAM = 3, EXIST = 4, UNEXIST = 5,
     NULL_PTR = 6, NOT_CONFIG = 7, NOT_SUPPORT = 8, NOT_PERM = 9, NOMEM = 12,
-    NOBUF = 13, SYS_NOTREADY = 16, BUSY = 18,
+    NOBUF = 13, BUF_EMPTY = 14, BUF_FULL = 15, SYS_NOTREADY = 16, BUSY = 18,
 };
 
 // The platform's code: 0xA0000000 | module << 16 | level 4 << 13 | reason.
@@ -30,6 +31,7 @@ struct Entry {
     std::string name;
     std::vector<Value> args;  // n = args.size(); a Nil is a null pointer
     Value ret;
+    std::string reason;       // why the call was refused; empty when it was not
 };
 
 // The journal keeps the most recent calls: at most journal_limit() entries
@@ -59,6 +61,27 @@ size_t findings_count();               // findings since the last reset (monoton
 size_t findings_kept();                // the most recent ones are kept
 const Finding& finding_kept(size_t i); // i-th kept finding, oldest first
 void findings_clear();
+
+// ---- refusals -----------------------------------------------------------------
+// A refused call says why: a sentence that names the value and the rule
+// ("H.265 profile 1: this encoder takes profile 0 only"). The first reason
+// given during a call stands (the most specific one, given deepest). refuse
+// returns code, for `return refuse(fault(ILLEGAL_PARAM), "...", ...);`. A call
+// that answers an error code without a reason gets the code's own words.
+HI_S32 refuse(HI_S32 code, const char* fmt, ...) __attribute__((format(printf, 2, 3)));
+size_t refusals_count();       // refused calls since the last reset (monotonic)
+std::string last_refusal();    // "HI_MPI_X: reason" of the latest one
+
+// Codes the vendor headers define: every code the simulator answers is one.
+bool defined_code(HI_S32 code);
+const char* code_name(HI_S32 code);   // "HI_ERR_VENC_UNEXIST", or null
+const char* code_words(HI_S32 code);  // "does not exist", or null
+// The module's own code for reason when its headers define one, else the
+// first of fallbacks the module defines, else its illegal-parameter code.
+HI_S32 code_of(int mod, int reason, std::initializer_list<int> fallbacks = {});
+// What a call the simulator does not model answers: the module's "not
+// supported", or the nearest code the module has.
+HI_S32 unsupported(int mod, const char* call);
 
 // ---- faults -----------------------------------------------------------------
 bool known_function(const char* name);  // an exported HI_MPI_* name, "open" or "ioctl" (the codec)
@@ -189,11 +212,21 @@ bool sys_ready();
 // Whether a module's object at a binding address exists; each simulated
 // module registers its rule (sys.cpp), others are taken on trust.
 void on_endpoint(int mod, bool (*exists)(Key));
+// The store's key for a binding address of a module whose objects are found
+// by another rule than (module, device, channel) as given: capture channels
+// are numbered chip-wide and live under their own device.
+void on_address(int mod, Key (*canonical)(Key));
+Key address(Key k);  // the store's key for a channel address
 bool endpoint_exists(Key k);  // by the module's rule; true where there is none
 // An object taken out of a pipeline (destroyed, disabled, stopped) while
 // still bound: the call goes through, the board's pipeline stalls behind it.
 // Reports a finding under rule for each binding of k; what says what happened.
 void report_bound(Key k, const char* rule, const char* what);
+// A destroy refused (the object still runs, is bound or is attached): the
+// object stays, but a caller that gives up its handle on any answer (as a
+// script object does when collected) leaves it to nobody. Reports that as a
+// finding naming the object, then answers refuse(code, why).
+HI_S32 refuse_destroy(const std::string& object, HI_S32 code, const std::string& why);
 
 // ---- defaults for tracked objects -------------------------------------------
 // Channel number out of [0, limit): invalid channel; object missing: does not
