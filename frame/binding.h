@@ -274,6 +274,7 @@ struct Bound<Fn> {
     return invoke<2, R, A...>(L, [self](auto&&... a) -> R { return (self->*Fn)(a...); },
                               std::index_sequence_for<A...>{});
   }
+  static int raw(lua_State* L) { return (checkObject<C>(L, 1)->*Fn)(L); }
 };
 
 // A property entry: the getter runs with the object (or, for a static
@@ -284,6 +285,8 @@ struct PropEntry {
 
 template <auto Getter>
 inline constexpr PropEntry kProp{&Bound<Getter>::typed};
+template <auto Getter>
+inline constexpr PropEntry kRawProp{&Bound<Getter>::raw};
 
 // Registration primitives (binding.cpp).
 void openNamespace(lua_State* L);                     // pushes Tessel
@@ -334,6 +337,13 @@ class ClassBuilder {
   template <auto Getter>
   ClassBuilder& addProperty(const char* name) {
     detail::addProperty(L_, ci_, name, &detail::kProp<Getter>);
+    return *this;
+  }
+  // Read-only property served by int (T::*)(lua_State*) const, which pushes
+  // the one value itself (a table, say).
+  template <auto Getter>
+  ClassBuilder& addCProperty(const char* name) {
+    detail::addProperty(L_, ci_, name, &detail::kRawProp<Getter>);
     return *this;
   }
   template <auto Fn>

@@ -1,6 +1,7 @@
 // Shapes shared by the operations of every module.
 #pragma once
 
+#include <cstdint>
 #include <cstring>
 
 #include "platform/mpp.h"
@@ -58,6 +59,16 @@ inline bool flagArg(lua_State* L, int idx) {
     case LUA_TNUMBER: return luaL_checkinteger(L, idx) != 0;
     default: return false;
   }
+}
+
+// Optional wait argument in milliseconds: -1 (wait as long as it takes) when
+// absent or nil; another value that is no integer raises. Clamped to the
+// platform's 32-bit range, so a huge wait stays a long one.
+inline HI_S32 timeoutArg(lua_State* L, int idx) {
+  lua_Integer ms = luaL_optinteger(L, idx, -1);
+  if (ms < INT32_MIN) return INT32_MIN;
+  if (ms > INT32_MAX) return INT32_MAX;
+  return static_cast<HI_S32>(ms);
 }
 
 }  // namespace Tessel

@@ -10,6 +10,7 @@
 #include "frame/convert.h"
 #include "frame/errors.h"
 #include "frame/modules.h"
+#include "frame/video_frame.h"
 #include "sys/id_table.h"
 
 namespace Tessel {
@@ -213,6 +214,7 @@ int SYS::GetCurrentPts(lua_State* L) {
 
 void SYS_Register(lua_State* L) {
   registerChannelBase(L);  // every later registration derives its channels from it
+  registerVideoFrame(L);   // handed out by the capture and processing modules
   beginClass<SYS>(L, "SYS")
       .addStaticFunction<&SYS::Name2MODID>("Name2MODID")
       .addStaticFunction<&SYS::MODID2Name>("MODID2Name")

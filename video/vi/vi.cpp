@@ -102,6 +102,7 @@ void VI_Register(lua_State* L) {
       .addFunction<&VIChannel::DisableInterrupt>("DisableInterrupt")
       .addFunction<&VIChannel::SetFrameDepth>("SetFrameDepth")
       .addFunction<&VIChannel::GetFrameDepth>("GetFrameDepth")
+      .addCFunction<&VIChannel::GetFrame>("GetFrame")
       .addCFunction<&VIChannel::SetUserPic>("SetUserPic")
       .addFunction<&VIChannel::EnableUserPic>("EnableUserPic")
       .addFunction<&VIChannel::DisableUserPic>("DisableUserPic")

@@ -144,6 +144,15 @@ class VIChannel : public Channel, public RefCountedObjectType<int> {
   @treturn int 0 or the platform's error code (negative)
   */
   int SetFrameDepth(HI_U32 depth) { return HI_MPI_VI_SetFrameDepth(m_chnId, depth); }
+  /*** Takes the channel's next captured picture (`HI_MPI_VI_GetFrame`), lent until the frame is
+  released (`HI_MPI_VI_ReleaseFrame`). The platform lends pictures only once the frame depth is
+  set (`SetFrameDepth`), and no more than that depth at a time.
+  @function GetFrame
+  @int[opt=-1] timeout milliseconds to wait for a picture: -1 as long as it takes, 0 not at all;
+  a value that is no integer raises
+  @treturn VideoFrame the picture, or `nil` and "Fail to get VI frame" with the code
+  */
+  int GetFrame(lua_State* L);
   /*** Reads the frame depth (`HI_MPI_VI_GetFrameDepth`). **The answer is the depth or the
   platform's error code**: a negative number is a failure.
   @function GetFrameDepth

@@ -1,5 +1,6 @@
 // VIChannel: one capture channel, and the table forms of its structures.
 #include "frame/methods.h"
+#include "frame/video_frame.h"
 #include "video/vi/vi.h"
 
 namespace Tessel {
@@ -59,6 +60,8 @@ int getChnAttr(lua_State* L, const char* reporter, VI_CHN chn, HI_S32 (*fn)(VI_C
   return 1;
 }
 
+HI_S32 releaseFrame(int, int chn, VIDEO_FRAME_INFO_S* frame) { return HI_MPI_VI_ReleaseFrame(chn, frame); }
+
 }  // namespace
 
 void VIChannel::Destroy() {
@@ -97,6 +100,12 @@ int VIChannel::GetFrameDepth() {
   HI_U32 depth = 0;
   HI_S32 rc = HI_MPI_VI_GetFrameDepth(m_chnId, &depth);
   return rc == HI_SUCCESS ? static_cast<int>(depth) : rc;
+}
+
+int VIChannel::GetFrame(lua_State* L) {
+  HI_S32 timeout = timeoutArg(L, 2);
+  return pushLentFrame(L, FrameLender{&releaseFrame, m_devId, m_chnId}, "Fail to get VI frame", __func__,
+                       __LINE__, [&](VIDEO_FRAME_INFO_S* frame) { return HI_MPI_VI_GetFrame(m_chnId, frame, timeout); });
 }
 
 // Only the background colour is taken; the picture mode and everything else

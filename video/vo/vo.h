@@ -561,6 +561,15 @@ class VOChannel : public Channel, public RefCountedObjectType<int> {
   @treturn int the threshold, or the platform's error code
   */
   int GetReceiveThreshold();
+  /*** Shows a picture in the channel's window (`HI_MPI_VO_SendFrame`, with the layer and the
+  channel), as a bound source would. The frame stays the script's: release it when done.
+  @function SendFrame
+  @tparam VideoFrame frame another value raises "VideoFrame expected, got ..."
+  @int[opt=-1] timeout milliseconds to wait for room: -1 as long as it takes, 0 not at all
+  @treturn int 0 or the platform's error code; **a released frame gives A00F8006**
+  (`HI_ERR_VO_NULL_PTR`, as if no frame were given) without a platform call
+  */
+  int SendFrame(lua_State* L);
 };
 
 /***

@@ -3,6 +3,7 @@
 #include <strings.h>
 
 #include "frame/methods.h"
+#include "frame/video_frame.h"
 #include "video/vo/vo.h"
 
 namespace Tessel {
@@ -168,6 +169,12 @@ int VOChannel::GetReceiveThreshold() {
   return valueOrCode([&](HI_U32* v) { return HI_MPI_VO_GetChnReceiveThreshold(m_devId, m_chnId, v); });
 }
 
+int VOChannel::SendFrame(lua_State* L) {
+  return sendFrame(L, HI_ERR_VO_NULL_PTR, [&](VIDEO_FRAME_INFO_S* frame, HI_S32 timeout) {
+    return HI_MPI_VO_SendFrame(m_devId, m_chnId, frame, timeout);
+  });
+}
+
 void registerOutputChannels(lua_State* L) {
   beginClass<VOChannel, Channel>(L, "VOChannel")
       .addProperty<&VOChannel::get_LayerID>("LayerID")
@@ -199,7 +206,8 @@ void registerOutputChannels(lua_State* L) {
       .addCFunction<&VOChannel::SetBorder>("SetBorder")
       .addCFunction<&VOChannel::GetBorder>("GetBorder")
       .addFunction<&VOChannel::SetReceiveThreshold>("SetReceiveThreshold")
-      .addFunction<&VOChannel::GetReceiveThreshold>("GetReceiveThreshold");
+      .addFunction<&VOChannel::GetReceiveThreshold>("GetReceiveThreshold")
+      .addCFunction<&VOChannel::SendFrame>("SendFrame");
   registerWriteBack(L);
 }
 

@@ -45,6 +45,7 @@ void VPSS_Register(lua_State* L) {
       .addCFunction<&VPSSChannel::GetMode>("GetMode")
       .addFunction<&VPSSChannel::SetDepth>("SetDepth")
       .addFunction<&VPSSChannel::GetDepth>("GetDelay")
+      .addCFunction<&VPSSChannel::GetFrame>("GetFrame")
       .addFunction<&VPSSChannel::SetOverlay>("SetOverlay")
       .addFunction<&VPSSChannel::GetOverlay>("GetOverlay")
       .addFunction<&VPSSChannel::SetRotate>("SetRotate");
@@ -57,6 +58,7 @@ void VPSS_Register(lua_State* L) {
       .addFunction<&VPSSGroup::Start>("Start")
       .addFunction<&VPSSGroup::Stop>("Stop")
       .addFunction<&VPSSGroup::Reset>("Reset")
+      .addCFunction<&VPSSGroup::SendFrame>("SendFrame")
       .addFunction<&VPSSGroup::EnableBackupFrame>("EnableBackupFrame")
       .addFunction<&VPSSGroup::DisableBackupFrame>("DisableBackupFrame")
       .addCFunction<&VPSSGroup::SetAttr>("SetAttr")

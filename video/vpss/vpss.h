@@ -117,6 +117,19 @@ class VPSSChannel : public Channel, public RefCountedObjectType<int> {
   @treturn int 0 or the platform's error code
   */
   int SetOverlay(unsigned int mask) { return HI_MPI_VPSS_SetChnOverlay(m_devId, m_chnId, mask); }
+  /*** Takes the channel's next picture (`HI_MPI_VPSS_GetChnFrame`), lent until the frame is
+  released (`HI_MPI_VPSS_ReleaseChnFrame`). The platform lends pictures only once the channel's
+  depth is set (`SetDepth`), and no more than that depth at a time.
+  @function GetFrame
+  @int[opt=-1] timeout milliseconds to wait for a picture: -1 as long as it takes, 0 not at all;
+  a value that is no integer raises
+  @treturn VideoFrame the picture, or `nil` and "Fail to get VPSS channel frame" with the code
+  @usage chn:SetDepth(2)
+  local frame = assert(chn:GetFrame(1000))
+  local bytes = frame:GetData()
+  frame:Release()
+  */
+  int GetFrame(lua_State* L);
   /*** Reads the channel's overlay setting (`HI_MPI_VPSS_GetChnOverlay`).
   @function GetOverlay
   @treturn int the setting, or the platform's error code (negative) when the call fails
@@ -188,6 +201,15 @@ class VPSSGroup : public Channel, public RefCountedObjectType<int> {
   @treturn int 0 or the platform's error code
   */
   int Reset() { return HI_MPI_VPSS_ResetGrp(m_devId); }
+  /*** Hands a picture to the group (`HI_MPI_VPSS_SendFrame`), as a bound source would. The
+  frame stays the script's: release it when done.
+  @function SendFrame
+  @tparam VideoFrame frame another value raises "VideoFrame expected, got ..."
+  @int[opt=-1] timeout milliseconds to wait for room: -1 as long as it takes, 0 not at all
+  @treturn int 0 or the platform's error code; **a released frame gives A0078006**
+  (`HI_ERR_VPSS_NULL_PTR`, as if no frame were given) without a platform call
+  */
+  int SendFrame(lua_State* L);
   /*** Keeps a backup of the last picture (`HI_MPI_VPSS_EnableBackupFrame`).
   @function EnableBackupFrame
   @treturn int 0 or the platform's error code

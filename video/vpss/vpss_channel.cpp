@@ -1,8 +1,16 @@
 // VPSSChannel: one output channel of a processing group.
 #include "frame/methods.h"
+#include "frame/video_frame.h"
 #include "video/vpss/vpss.h"
 
 namespace Tessel {
+namespace {
+
+HI_S32 releaseFrame(int grp, int chn, VIDEO_FRAME_INFO_S* frame) {
+  return HI_MPI_VPSS_ReleaseChnFrame(grp, chn, frame);
+}
+
+}  // namespace
 
 int VPSSChannel::SetAttr(lua_State* L) {
   return setFromTable<VPSS_CHN_ATTR_S>(L, __func__, __LINE__, "Fail to set VPSS channel attributes",
@@ -40,6 +48,14 @@ int VPSSChannel::GetDepth() {
   HI_U32 depth = 0;
   HI_S32 rc = HI_MPI_VPSS_GetDepth(m_devId, m_chnId, &depth);
   return rc == HI_SUCCESS ? static_cast<int>(depth) : rc;
+}
+
+int VPSSChannel::GetFrame(lua_State* L) {
+  HI_S32 timeout = timeoutArg(L, 2);
+  return pushLentFrame(L, FrameLender{&releaseFrame, m_devId, m_chnId}, "Fail to get VPSS channel frame",
+                       __func__, __LINE__, [&](VIDEO_FRAME_INFO_S* frame) {
+                         return HI_MPI_VPSS_GetChnFrame(m_devId, m_chnId, frame, timeout);
+                       });
 }
 
 int VPSSChannel::GetOverlay() {

@@ -2,6 +2,7 @@
 #include <strings.h>
 
 #include "frame/methods.h"
+#include "frame/video_frame.h"
 #include "video/vpss/vpss.h"
 
 namespace Tessel {
@@ -65,6 +66,12 @@ int VPSSGroup::Destroy() {
   if (!m_created) return 0;
   m_created = false;
   return HI_MPI_VPSS_DestroyGrp(m_devId);
+}
+
+int VPSSGroup::SendFrame(lua_State* L) {
+  return sendFrame(L, HI_ERR_VPSS_NULL_PTR, [&](VIDEO_FRAME_INFO_S* frame, HI_S32 timeout) {
+    return HI_MPI_VPSS_SendFrame(m_devId, frame, timeout);
+  });
 }
 
 int VPSSGroup::SetAttr(lua_State* L) {
