@@ -62,6 +62,8 @@ void VENC_Register(lua_State* L) {
       .addCFunction<&VENCChannel::InsertUserData>("InsertUserData")
       .addFunction<&VENCChannel::SetMaxStreamCnt>("SetMaxStreamCnt")
       .addFunction<&VENCChannel::GetMaxStreamCnt>("GetMaxStreamCnt")
+      .addCFunction<&VENCChannel::GetStream>("GetStream")
+      .addCFunction<&VENCChannel::SendFrame>("SendFrame")
       .addCFunction<&VENCChannel::RequestIDR>("RequestIDR")
       .addFunction<&VENCChannel::EnableIDR>("EnableIDR")
       .addCFunction<&VENCChannel::SetH264IdrPicId>("SetH264IdrPicId")

@@ -10,6 +10,7 @@
 #include "frame/channel.h"
 #include "frame/common_types.h"
 #include "frame/convert.h"
+#include "frame/stream_copy.h"
 
 // Channel attributes: codec and rate-control members chosen by payload type
 // and mode.
@@ -53,7 +54,9 @@ An encoder channel encodes H.264, H.265, JPEG or motion JPEG pictures that a bin
 (`Tessel.SYS.Bind(vpssChannel, vencChannel)`, or `{"VENC", 0, n}` as destination). Its attributes
 are one table: `encoding` (payload `type` and the codec's `attr`) and `bitrate` (rate-control
 `mode` and its `attr`). A channel is created, then started with `Start`; the encoded stream is read
-outside Lua through the channel's descriptor (`GetFd`).
+picture by picture with `GetStream`, which waits as long as it is told; `Tessel.SYS.Poll` waits on
+several channels at once through their descriptors (`GetFd`). A picture can also be handed in by
+the script (`SendFrame`).
 @module venc
 */
 
@@ -221,6 +224,38 @@ class VENCChannel : public Channel, public RefCountedObjectType<int> {
   @treturn bool|nil `true`, or `nil` and "Fail to request IDR" with the code
   */
   int RequestIDR(lua_State* L);
+  /*** Reads the next encoded picture (`HI_MPI_VENC_Query` for its number of packs, then
+  `HI_MPI_VENC_GetStream`), copies every pack's payload into one string and gives the stream back
+  at once (`HI_MPI_VENC_ReleaseStream`), also when building the result fails. The payload, which
+  names the packs, is learnt with `HI_MPI_VENC_GetChnAttr` at the first call and kept by this
+  object until its `Create`, `SetAttr` or `Destroy`.
+  @function GetStream
+  @int[opt=-1] timeout milliseconds to wait for a picture: -1 waits as long as it takes, 0 not at
+  all; a value that is no integer raises
+  @treturn string the payload of every pack, in order (start codes included)
+  @treturn table `pts` (the first pack's time stamp, in microseconds), `seq` (the stream's
+  sequence number), `keyframe` (`true` when an IDR or I slice is among the packs, and for every
+  JPEG and MJPEG picture) and `packs`, one table per pack in order: `type` ("SPS", "PPS", "SEI",
+  "IDR", "I", "P", "B", and "VPS" for H.265; "ECS", "APP", "VDO", "PIC" for JPEG and MJPEG; the
+  platform's number for a type without a name), `offset` (the pack's first byte in the string,
+  from 1), `length`, `pts`, `frameEnd`. On failure the results are `nil` and
+  "Fail to get VENC stream" with the code (the code of `HI_MPI_VENC_GetChnAttr` or `Query` when
+  those fail, and A008800E, an empty buffer, when no picture came in time), or
+  "Fail to release VENC stream" with the code (the picture is then lost)
+  @usage local data, info = chn:GetStream(1000)
+  if data then file:write(data) end
+  */
+  int GetStream(lua_State* L);
+  /*** Hands a picture to the encoder (`HI_MPI_VENC_SendFrame`), as a binding would. The frame
+  stays the script's: release it when done.
+  @function SendFrame
+  @tparam VideoFrame frame a frame from `GetFrame`; another value raises
+  "VideoFrame expected, got ..."
+  @int[opt=-1] timeout milliseconds to wait for room: -1 as long as it takes, 0 not at all
+  @treturn int 0 or the platform's error code; **a released frame gives A0088006**
+  (`HI_ERR_VENC_NULL_PTR`, as if no frame were given) without a platform call
+  */
+  int SendFrame(lua_State* L);
   /*** Switches IDR frames on or off (`HI_MPI_VENC_EnableIDR`). The flag is Lua truth, so
   `EnableIDR(0)` **switches them on**; pass `false`.
   @function EnableIDR
@@ -489,6 +524,8 @@ class VENCChannel : public Channel, public RefCountedObjectType<int> {
 
  private:
   bool m_created = false;
+  // How the channel's payload names its packs; null until GetStream learns it.
+  PackKinds m_packKinds = nullptr;
 };
 
 /***

@@ -1,9 +1,12 @@
 // VENCChannel: one encoder channel, addressed by its channel number.
 #include <strings.h>
 
+#include <cstdint>
+#include <cstring>
 #include <type_traits>
 
 #include "frame/methods.h"
+#include "frame/video_frame.h"
 #include "video/venc/venc.h"
 
 namespace Tessel {
@@ -16,6 +19,76 @@ int setVia(lua_State* L, const char* func, int line, const char* text, VENC_CHN 
            HI_S32 (*fn)(VENC_CHN, T*)) {
   return setFromTable<std::remove_const_t<T>>(L, func, line, text, [&](auto* p) { return fn(chn, p); });
 }
+
+// Pack names by payload. A JPEG picture is a key picture whatever its packs.
+PackKind h264Pack(int type) {
+  switch (type) {
+    case H264E_NALU_BSLICE: return {"B", false};
+    case H264E_NALU_PSLICE: return {"P", false};
+    case H264E_NALU_ISLICE: return {"I", true};
+    case H264E_NALU_IDRSLICE: return {"IDR", true};
+    case H264E_NALU_SEI: return {"SEI", false};
+    case H264E_NALU_SPS: return {"SPS", false};
+    case H264E_NALU_PPS: return {"PPS", false};
+    default: return {nullptr, false};
+  }
+}
+
+PackKind h265Pack(int type) {
+  switch (type) {
+    case H265E_NALU_BSLICE: return {"B", false};
+    case H265E_NALU_PSLICE: return {"P", false};
+    case H265E_NALU_ISLICE: return {"I", true};
+    case H265E_NALU_IDRSLICE: return {"IDR", true};
+    case H265E_NALU_VPS: return {"VPS", false};
+    case H265E_NALU_SPS: return {"SPS", false};
+    case H265E_NALU_PPS: return {"PPS", false};
+    case H265E_NALU_SEI: return {"SEI", false};
+    default: return {nullptr, false};
+  }
+}
+
+PackKind jpegPack(int type) {
+  switch (type) {
+    case JPEGE_PACK_ECS: return {"ECS", true};
+    case JPEGE_PACK_APP: return {"APP", true};
+    case JPEGE_PACK_VDO: return {"VDO", true};
+    case JPEGE_PACK_PIC: return {"PIC", true};
+    default: return {nullptr, true};
+  }
+}
+
+PackKind unnamedPack(int) { return {nullptr, false}; }
+
+PackKinds packKindsOf(PAYLOAD_TYPE_E payload) {
+  switch (payload) {
+    case PT_H264: return &h264Pack;
+    case PT_H265: return &h265Pack;
+    case PT_JPEG:
+    case PT_MJPEG: return &jpegPack;
+    default: return &unnamedPack;
+  }
+}
+
+void vencPack(const void* packs, std::uint32_t i, StreamPack* out) {
+  const VENC_PACK_S& p = static_cast<const VENC_PACK_S*>(packs)[i];
+  out->data = p.pu8Addr + p.u32Offset;
+  out->length = p.u32Len > p.u32Offset ? p.u32Len - p.u32Offset : 0;
+  out->pts = p.u64PTS;
+  std::memcpy(&out->type, &p.DataType, sizeof out->type);  // every member is a 32-bit enumeration
+  out->frameEnd = p.bFrameEnd != HI_FALSE;
+}
+
+// Packs of a picture that fit on the C stack; a picture with more goes into
+// a Lua userdata.
+constexpr HI_U32 kLocalPacks = 16;
+
+VENC_PACK_S* packArray(lua_State* L, VENC_PACK_S* local, HI_U32 count) {
+  if (count <= kLocalPacks) return local;
+  return static_cast<VENC_PACK_S*>(lua_newuserdata(L, sizeof(VENC_PACK_S) * count));
+}
+
+constexpr char kStreamFail[] = "Fail to get VENC stream";
 
 template <class T>
 int getVia(lua_State* L, const char* func, int line, const char* text, VENC_CHN chn,
@@ -35,12 +108,14 @@ int VENCChannel::Create(lua_State* L) {
   if (!readArg(L, top, &attr, __func__, __LINE__)) return 2;
   HI_S32 rc = HI_MPI_VENC_CreateChn(m_chnId, &attr);
   if (rc == HI_SUCCESS) m_created = true;
+  m_packKinds = nullptr;
   return pushStatus(L, rc, "Fail to create VENC channel", __func__, __LINE__);
 }
 
 int VENCChannel::Destroy() {
   if (!m_created) return 0;
   m_created = false;
+  m_packKinds = nullptr;
   return HI_MPI_VENC_DestroyChn(m_chnId);
 }
 
@@ -54,6 +129,7 @@ int VENCChannel::Query(lua_State* L) {
 }
 
 int VENCChannel::SetAttr(lua_State* L) {
+  m_packKinds = nullptr;
   return setVia(L, __func__, __LINE__, "Fail to set VENC channel attributes", m_chnId,
                 &HI_MPI_VENC_SetChnAttr);
 }
@@ -84,6 +160,55 @@ int VENCChannel::GetMaxStreamCnt() {
 int VENCChannel::RequestIDR(lua_State* L) {
   HI_BOOL instant = flagArg(L, 2) ? HI_TRUE : HI_FALSE;
   return pushStatus(L, HI_MPI_VENC_RequestIDR(m_chnId, instant), "Fail to request IDR", __func__, __LINE__);
+}
+
+// GetStream([timeout]): the stream is held only between GetStream and
+// ReleaseStream, and what runs in between either cannot raise or runs under
+// copyStream's protected call.
+int VENCChannel::GetStream(lua_State* L) {
+  HI_S32 timeout = timeoutArg(L, 2);
+  if (!m_packKinds) {
+    VENC_CHN_ATTR_S attr;
+    std::memset(&attr, 0, sizeof attr);
+    HI_S32 rc = HI_MPI_VENC_GetChnAttr(m_chnId, &attr);
+    if (rc != HI_SUCCESS) return TESSEL_FAIL_CODE(L, kStreamFail, rc);
+    m_packKinds = packKindsOf(attr.stVeAttr.enType);
+  }
+  VENC_CHN_STAT_S stat;
+  std::memset(&stat, 0, sizeof stat);
+  HI_S32 rc = HI_MPI_VENC_Query(m_chnId, &stat);
+  if (rc != HI_SUCCESS) return TESSEL_FAIL_CODE(L, kStreamFail, rc);
+
+  // With no picture waiting, its number of packs is a guess; a picture with
+  // more packs arriving meanwhile is refused by the platform, and then taken
+  // with the number it has.
+  VENC_PACK_S local[kLocalPacks];
+  VENC_STREAM_S stream;
+  std::memset(&stream, 0, sizeof stream);
+  const bool guessed = stat.u32CurPacks == 0;
+  stream.u32PackCount = guessed ? kLocalPacks : stat.u32CurPacks;
+  stream.pstPack = packArray(L, local, stream.u32PackCount);
+  rc = HI_MPI_VENC_GetStream(m_chnId, &stream, timeout);
+  if (rc != HI_SUCCESS && guessed && rc != HI_ERR_VENC_BUF_EMPTY &&
+      HI_MPI_VENC_Query(m_chnId, &stat) == HI_SUCCESS && stat.u32CurPacks > stream.u32PackCount) {
+    stream.u32PackCount = stat.u32CurPacks;
+    stream.pstPack = packArray(L, local, stream.u32PackCount);
+    rc = HI_MPI_VENC_GetStream(m_chnId, &stream, 0);
+  }
+  if (rc != HI_SUCCESS) return TESSEL_FAIL_CODE(L, kStreamFail, rc);
+
+  StreamView view{stream.pstPack, stream.u32PackCount, &vencPack, m_packKinds, stream.u32Seq};
+  int built = copyStream(L, view);
+  HI_S32 released = HI_MPI_VENC_ReleaseStream(m_chnId, &stream);
+  if (built != LUA_OK) return lua_error(L);
+  if (released != HI_SUCCESS) return TESSEL_FAIL_CODE(L, "Fail to release VENC stream", released);
+  return 2;
+}
+
+int VENCChannel::SendFrame(lua_State* L) {
+  return sendFrame(L, HI_ERR_VENC_NULL_PTR, [&](VIDEO_FRAME_INFO_S* frame, HI_S32 timeout) {
+    return HI_MPI_VENC_SendFrame(m_chnId, frame, timeout);
+  });
 }
 
 // SetH264IdrPicId("AUTO" | "USER" | "USR" | raw mode [, id])
