@@ -25,6 +25,7 @@ TESSEL_DECLARE_STRUCT(MOSAIC_CHN_ATTR_S)
 TESSEL_DECLARE_STRUCT(OVERLAY_QP_INFO_S)
 TESSEL_DECLARE_STRUCT(OVERLAY_INVERT_COLOR_S)
 TESSEL_DECLARE_STRUCT(RGN_QUADRANGLE_S)
+TESSEL_DECLARE_STRUCT(RGN_CANVAS_INFO_S)
 TESSEL_DECLARE_ENUM(RGN_TYPE_E)
 TESSEL_DECLARE_ENUM(RGN_AREA_TYPE_E)
 TESSEL_DECLARE_ENUM(INVERT_COLOR_MODE_E)
@@ -192,6 +193,47 @@ class Region : public RefCountedObjectType<int> {
   name; or `nil` and "Fail to set region attach field" with the code
   */
   int GetAttachField(lua_State* L);
+  /*** Fills an overlay with a picture (`HI_MPI_RGN_SetBitMap`); the platform reads the bytes of
+  the string, which must hold exactly `u32Width * u32Height` pixels, rows back to back (2 bytes a
+  pixel for "RGB_1555", "RGB_4444" and the other 16-bit formats, 3 for "RGB_888", 4 for
+  "RGB_8888"). A table that does not fit reaches no platform call.
+  @function SetBitMap
+  @tparam table bitmap `enPixelFormat` (a pixel format name, any case, or the platform's number),
+  `u32Width`, `u32Height` and `data`, a string of the pixels
+  @return `true`, or `nil` and "Invalid bitmap" (not a table), "Invalid bitmap data" (`data` no
+  string), "Invalid bitmap size" (a size outside 32 bits), "Cannot draw pixel format NAME" (a
+  format without a pixel size here, an unknown name too), "Bitmap data is N bytes, W x H FORMAT
+  needs M", or "Fail to set region bitmap" with the code
+  @usage osd:SetBitMap{enPixelFormat = "RGB_1555", u32Width = 2, u32Height = 1,
+  data = string.pack("<I2I2", 0xFC00, 0x83E0)}
+  */
+  int SetBitMap(lua_State* L);
+  /*** Reads where the overlay's canvas is (`HI_MPI_RGN_GetCanvasInfo`), to draw into it directly;
+  show what was drawn with `UpdateCanvas`. `SetCanvas` does both with a string.
+  @function GetCanvasInfo
+  @treturn RGN_CANVAS_INFO_S `u32PhyAddr`, `u32VirtAddr` (as a number), `stSize`, `u32Stride`
+  and `enPixelFmt` (a name); or `nil` and "Fail to get region canvas" with the code
+  */
+  int GetCanvasInfo(lua_State* L);
+  /*** Shows the canvas drawn since `GetCanvasInfo` (`HI_MPI_RGN_UpdateCanvas`).
+  @function UpdateCanvas
+  @treturn int 0 or the platform's error code
+  */
+  int UpdateCanvas() { return HI_MPI_RGN_UpdateCanvas(m_handle); }
+  /*** Draws a picture onto the overlay's canvas and shows it: `HI_MPI_RGN_GetCanvasInfo`, then
+  the canvas is mapped (`HI_MPI_SYS_Mmap` of `u32Stride * height` bytes), the rows copied at the
+  canvas's stride and the mapping dropped (`HI_MPI_SYS_Munmap`), then
+  `HI_MPI_RGN_UpdateCanvas`. The string holds the canvas's pixels in its own format and size,
+  rows back to back (see `SetBitMap` for pixel sizes). When anything fails after the canvas was
+  got, it is not shown.
+  @function SetCanvas
+  @string data the pixels
+  @return `true`, or `nil` and "Invalid canvas data" (no string), "Fail to get region canvas" with
+  the code, "Cannot draw pixel format NAME", "Canvas data is N bytes, W x H FORMAT needs M",
+  "Canvas stride N is shorter than a row of M bytes", "Fail to map region canvas" (no code),
+  "Fail to unmap region canvas" or "Fail to update region canvas" with the code
+  */
+  int SetCanvas(lua_State* L);
 
  private:
   int m_handle;

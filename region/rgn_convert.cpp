@@ -202,3 +202,4 @@ TESSEL_CUSTOM(COVEREX_CHN_ATTR_S, readCoverExChn, pushCoverExChn)
 TESSEL_STRUCT(LINE_CHN_ATTR_S, F(u32LineWidth), F(u32LineColor),
               ::Tessel::pointsField<S_>("stLinePoints", offsetof(S_, stLinePoints), ::Tessel::kTwoPoints))
 TESSEL_STRUCT(MOSAIC_CHN_ATTR_S, F(stRect), F(enBlkSize), F(u32Layer))
+TESSEL_STRUCT(RGN_CANVAS_INFO_S, F(u32PhyAddr), F(u32VirtAddr), F(stSize), F(u32Stride), F(enPixelFmt))
