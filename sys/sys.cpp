@@ -230,7 +230,8 @@ void SYS_Register(lua_State* L) {
       .addStaticFunction<&SYS::CloseFd>("CloseFd")
       .addStaticCFunction("InitPtsBase", &SYS::InitPtsBase)
       .addStaticCFunction("SyncPts", &SYS::SyncPts)
-      .addStaticCFunction("GetCurrentPts", &SYS::GetCurrentPts);
+      .addStaticCFunction("GetCurrentPts", &SYS::GetCurrentPts)
+      .addStaticCFunction("Poll", &SYS::Poll);
 }
 
 }  // namespace Tessel

@@ -164,6 +164,28 @@ class SYS {
   @treturn table `{high, low}`, the upper and lower 32 bits; a single `nil` when the call fails
   */
   static int GetCurrentPts(lua_State* L);
+
+  /*** Waits until one of several objects has data to read: encoder channels (their stream),
+  capture channels, any object with a `GetFd` method answering a descriptor (0 or more). Each
+  object's `GetFd` is called, in order, through Lua; a value that has none (a number, a string,
+  an object of a class without one, a table without the key) or whose `GetFd` answers no
+  descriptor (a negative code, a non-number) is skipped. An error raised by a `GetFd` is raised
+  by `Poll`. The wait itself is the C library's `poll` on a board; on the host, the simulated
+  platform runs while it waits.
+  @function Poll
+  @static
+  @tparam table objects a sequence of objects (read raw, from 1 to its length); another value raises
+  @int timeout milliseconds to wait: -1 (or any negative) as long as it takes, 0 not at all;
+  a value that is no integer raises
+  @treturn table a new sequence of the objects that have data, in the order given (the same
+  values); empty when the time ran out. An object whose descriptor reports an error or was closed
+  counts as ready, so that its next read reports what went wrong. Or `nil` and
+  "No object to poll" when no object gave a descriptor (nothing is waited for), or
+  "Fail to poll: REASON" with the system's words
+  @usage local ready = Tessel.SYS.Poll({main, sub}, 1000)
+  for _, chn in ipairs(ready) do sink(chn, chn:GetStream(0)) end
+  */
+  static int Poll(lua_State* L);
 };
 
 }  // namespace Tessel

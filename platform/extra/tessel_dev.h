@@ -1,10 +1,14 @@
-/* Character devices the module drives directly (the audio codec).
+/* Character devices the module drives directly (the audio codec), and the
+ * wait on the platform's descriptors (encoder channels' streams).
  *
- * On a board these are the C library's open/ioctl/close. In a host build the
- * simulator implements them: the codec's path reaches its emulated device,
- * any other path is passed to the real open(). */
+ * On a board these are the C library's open/ioctl/close/poll. In a host build
+ * the simulator implements them: the codec's path reaches its emulated
+ * device, any other path is passed to the real open(); a wait lets the
+ * simulated platform run (its clock advances) until a descriptor is ready. */
 #ifndef TESSEL_DEV_H
 #define TESSEL_DEV_H
+
+#include <poll.h>
 
 #ifdef __cplusplus
 extern "C" {
@@ -15,6 +19,7 @@ extern "C" {
 int tessel_dev_open(const char* path, int flags);
 int tessel_dev_ioctl(int fd, unsigned long request, void* arg);
 int tessel_dev_close(int fd);
+int tessel_dev_poll(struct pollfd* fds, unsigned long nfds, int timeout_ms);
 
 #else
 
@@ -25,6 +30,9 @@ int tessel_dev_close(int fd);
 static inline int tessel_dev_open(const char* path, int flags) { return open(path, flags); }
 static inline int tessel_dev_ioctl(int fd, unsigned long request, void* arg) { return ioctl(fd, request, arg); }
 static inline int tessel_dev_close(int fd) { return close(fd); }
+static inline int tessel_dev_poll(struct pollfd* fds, unsigned long nfds, int timeout_ms) {
+  return poll(fds, (nfds_t)nfds, timeout_ms);
+}
 
 #endif
 
