@@ -112,3 +112,46 @@ TEST_F(SimMediaFlow, ProcessingChannelsLendPicturesThatMapBackToTheirBytes) {
 }
 
 }  // namespace
+
+namespace {
+
+TEST_F(SimMediaFlow, RegionsAreDrawnOnTheChannelsTheyAreAttachedTo) {
+    RGN_ATTR_S cover;
+    std::memset(&cover, 0, sizeof cover);
+    cover.enType = COVER_RGN;
+    ASSERT_EQ(HI_SUCCESS, HI_MPI_RGN_Create(1, &cover));
+    RGN_CHN_ATTR_S at;
+    std::memset(&at, 0, sizeof at);
+    at.bShow = HI_TRUE;
+    at.enType = COVER_RGN;
+    at.unChnAttr.stCoverChn.stRect = {16, 16, 64, 32};
+    at.unChnAttr.stCoverChn.u32Color = 0x00FF00;  // green
+    MPP_CHN_S vpss = {HI_ID_VPSS, 0, 0};
+    ASSERT_EQ(HI_SUCCESS, HI_MPI_RGN_AttachToChn(1, &vpss, &at));
+
+    RGN_ATTR_S osd;
+    std::memset(&osd, 0, sizeof osd);
+    osd.enType = OVERLAYEX_RGN;
+    osd.unAttr.stOverlayEx.enPixelFmt = PIXEL_FORMAT_RGB_1555;
+    osd.unAttr.stOverlayEx.stSize = {16, 16};
+    ASSERT_EQ(HI_SUCCESS, HI_MPI_RGN_Create(2, &osd));
+    std::vector<unsigned short> white(16 * 16, 0xFFFF);
+    BITMAP_S bitmap = {PIXEL_FORMAT_RGB_1555, 16, 16, white.data()};
+    ASSERT_EQ(HI_SUCCESS, HI_MPI_RGN_SetBitMap(2, &bitmap));
+    std::memset(&at, 0, sizeof at);
+    at.bShow = HI_TRUE;
+    at.enType = OVERLAYEX_RGN;
+    at.unChnAttr.stOverlayExChn.stPoint = {200, 200};
+    at.unChnAttr.stOverlayExChn.u32FgAlpha = 128;
+    ASSERT_EQ(HI_SUCCESS, HI_MPI_RGN_AttachToChn(2, &vpss, &at));
+
+    ASSERT_EQ(HI_SUCCESS, HI_MPI_VPSS_SetDepth(0, 0, 1));
+    VIDEO_FRAME_INFO_S f;
+    ASSERT_EQ(HI_SUCCESS, HI_MPI_VPSS_GetChnFrame(0, 0, &f, -1));
+    const auto* y = static_cast<const unsigned char*>(f.stVFrame.pVirAddr[0]);
+    EXPECT_EQ(144, y[32 * 320 + 40]);    // green's luma inside the cover
+    EXPECT_EQ(235, y[208 * 320 + 208]);  // the opaque white overlay
+    EXPECT_EQ(HI_SUCCESS, HI_MPI_VPSS_ReleaseChnFrame(0, 0, &f));
+}
+
+}  // namespace
