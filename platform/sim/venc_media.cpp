@@ -213,7 +213,14 @@ void encode(VENC_CHN chn, const media::PicturePtr& in, bool rated) {
 
 void receive(Key at, const media::PicturePtr& pic) { encode(at.chn, pic, true); }
 
-const bool g_receiver = (media::on_picture(kMod, &receive), true);
+bool wants(Key at) {
+  const Object* o = find(chnKey(at.chn));
+  if (!o || !o->started) return false;
+  auto left = o->values.find("picturesLeft");
+  return left == o->values.end() || left->second != 0;
+}
+
+const bool g_receiver = (media::on_picture(kMod, &receive, &wants), true);
 
 HI_S32 channelOf(VENC_CHN chn, Object** o) {
   if (chn < 0 || chn >= VENC_MAX_CHN_NUM)

@@ -48,7 +48,7 @@ bool wanted(const Key& k, const Object& o) {
   VI_CHN_ATTR_S a{};
   o.get("ChnAttr", &a);
   return o.enabled && media::modelled(a.enPixFormat) && a.stDestSize.u32Width && a.stDestSize.u32Height &&
-         (depthOf(o) > 0 || !destinations(k).empty());
+         (depthOf(o) > 0 || media::wanted(k));
 }
 
 media::PicturePtr capture(const Key& k, const Object& o, Capture& c, std::int64_t at) {

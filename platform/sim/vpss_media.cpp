@@ -43,9 +43,8 @@ bool passes(std::uint32_t n, HI_S32 src, HI_S32 dst) {
 
 void output(VPSS_GRP grp, VPSS_CHN chn, const Object& o, const media::PicturePtr& in) {
   const Key k{kMod, grp, chn};
-  const bool bound = !destinations(k).empty();
   const std::uint32_t depth = depthOf(o);
-  if (!bound && depth == 0) return;
+  if (depth == 0 && !media::wanted(k)) return;
   VPSS_CHN_MODE_S mode{};
   const bool user = o.get("ChnMode", &mode) && mode.enChnMode == VPSS_CHN_MODE_USER;
   Output& out = g_outputs[k];
@@ -90,7 +89,19 @@ void receive(Key at, const media::PicturePtr& pic) {
   }
 }
 
-const bool g_receiver = (media::on_picture(kMod, &receive), true);
+// A started group takes pictures while one of its enabled channels is
+// wanted (bound onwards to a taker, or with a depth).
+bool wants(Key at) {
+  const Object* g = find(Key{kMod, at.dev, -1});
+  if (!g || !g->started) return false;
+  for (VPSS_CHN chn = 0; chn < VPSS_MAX_CHN_NUM; ++chn) {
+    const Object* o = find(Key{kMod, at.dev, chn});
+    if (o && o->enabled && (depthOf(*o) > 0 || media::wanted(Key{kMod, at.dev, chn}))) return true;
+  }
+  return false;
+}
+
+const bool g_receiver = (media::on_picture(kMod, &receive, &wants), true);
 
 HI_S32 channelOf(VPSS_GRP grp, VPSS_CHN chn, const Object** o) {
   if (grp < 0 || grp >= VPSS_MAX_GRP_NUM)

@@ -11,8 +11,13 @@ namespace sim {
 namespace media {
 namespace {
 
-std::map<int, void (*)(Key, const PicturePtr&)>& receivers() {
-    static std::map<int, void (*)(Key, const PicturePtr&)> r;
+struct Receiver {
+    void (*receive)(Key, const PicturePtr&);
+    bool (*wants)(Key);
+};
+
+std::map<int, Receiver>& receivers() {
+    static std::map<int, Receiver> r;
     return r;
 }
 
@@ -25,13 +30,23 @@ const bool g_reset = (on_reset(&reset_clock), true);
 
 }  // namespace
 
-void on_picture(int mod, void (*receive)(Key, const PicturePtr&)) { receivers()[mod] = receive; }
+void on_picture(int mod, void (*receive)(Key, const PicturePtr&), bool (*wants)(Key)) {
+    receivers()[mod] = Receiver{receive, wants};
+}
 
 void deliver(Key from, const PicturePtr& pic) {
     for (const Key& to : destinations(from)) {
         auto it = receivers().find(to.mod);
-        if (it != receivers().end()) it->second(to, pic);
+        if (it != receivers().end()) it->second.receive(to, pic);
     }
+}
+
+bool wanted(Key from) {
+    for (const Key& to : destinations(from)) {
+        auto it = receivers().find(to.mod);
+        if (it != receivers().end() && (!it->second.wants || it->second.wants(to))) return true;
+    }
+    return false;
 }
 
 namespace {

@@ -129,9 +129,13 @@ bool real_codecs();
 // A picture arriving at an object (a processing group, an encoder channel,
 // a display channel): the module that simulates the object registers how it
 // takes it.
-void on_picture(int mod, void (*receive)(Key at, const PicturePtr& pic));
+// wants tells whether the object takes pictures now (null: always), so that
+// nobody makes pictures nobody takes.
+void on_picture(int mod, void (*receive)(Key at, const PicturePtr& pic), bool (*wants)(Key at) = nullptr);
 // Hands a picture to every destination bound to from.
 void deliver(Key from, const PicturePtr& pic);
+// Whether a destination bound to from takes pictures now.
+bool wanted(Key from);
 // What is drawn onto the pictures a channel puts out (the regions attached
 // to it): the region module registers it, the channel's module calls it.
 void on_draw(void (*draw)(Key at, Picture& pic), bool (*any)(Key at));
