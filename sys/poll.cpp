@@ -4,6 +4,8 @@
 #include <cstdio>
 #include <cstring>
 
+#include <poll.h>
+
 #include "platform/mpp.h"
 
 #include "frame/errors.h"

@@ -1,14 +1,12 @@
-/* Character devices the module drives directly (the audio codec), and the
- * wait on the platform's descriptors (encoder channels' streams).
+/* Character devices the module drives directly (the audio codec), and
+ * waiting on descriptors.
  *
- * On a board these are the C library's open/ioctl/close/poll. In a host build
- * the simulator implements them: the codec's path reaches its emulated
- * device, any other path is passed to the real open(); a wait lets the
- * simulated platform run (its clock advances) until a descriptor is ready. */
+ * On a board these are the C library's open/ioctl/close/poll. In a host
+ * build the simulator implements them: the codec's path reaches its emulated
+ * device, any other path is passed to the real open(); a wait moves
+ * simulated time (in virtual time at once) while it lasts. */
 #ifndef TESSEL_DEV_H
 #define TESSEL_DEV_H
-
-#include <poll.h>
 
 #ifdef __cplusplus
 extern "C" {
@@ -19,11 +17,13 @@ extern "C" {
 int tessel_dev_open(const char* path, int flags);
 int tessel_dev_ioctl(int fd, unsigned long request, void* arg);
 int tessel_dev_close(int fd);
+struct pollfd;
 int tessel_dev_poll(struct pollfd* fds, unsigned long nfds, int timeout_ms);
 
 #else
 
 #include <fcntl.h>
+#include <poll.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
 

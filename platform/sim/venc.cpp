@@ -287,19 +287,6 @@ HI_S32 HI_MPI_VENC_StopRecvPic(VENC_CHN chn) {
   return HI_SUCCESS;
 }
 
-// Nothing is encoded on the host: no stream waits, and a channel started for
-// a number of pictures still has them all to receive.
-HI_S32 HI_MPI_VENC_Query(VENC_CHN chn, VENC_CHN_STAT_S* stat) {
-  Found f = channel(chn);
-  if (!f.o) return f.rc;
-  if (!stat) return fault(NULL_PTR);
-  std::memset(stat, 0, sizeof *stat);
-  auto left = f.o->values.find("picturesLeft");
-  if (left != f.o->values.end() && left->second > 0)
-    stat->u32LeftRecvPics = static_cast<HI_U32>(left->second);
-  return HI_SUCCESS;
-}
-
 HI_S32 HI_MPI_VENC_SetChnAttr(VENC_CHN chn, const VENC_CHN_ATTR_S* attr) {
   Found f = channel(chn);
   return store(kMod, f, "ChnAttr", attr, [&](const VENC_CHN_ATTR_S& next) {
@@ -357,14 +344,6 @@ HI_S32 HI_MPI_VENC_SetH264IdrPicId(VENC_CHN chn, VENC_H264_IDRPICID_CFG_S* cfg) 
 HI_S32 HI_MPI_VENC_GetH264IdrPicId(VENC_CHN chn, VENC_H264_IDRPICID_CFG_S* cfg) {
   return load(kMod, h264Channel(chn), "IdrPicId", cfg, VENC_H264_IDRPICID_CFG_S{});
 }
-
-// Each channel's stream descriptor is a fixed number on the host.
-HI_S32 HI_MPI_VENC_GetFd(VENC_CHN chn) {
-  Found f = channel(chn);
-  return f.o ? 64 + chn : f.rc;
-}
-
-HI_S32 HI_MPI_VENC_CloseFd(VENC_CHN chn) { return channel(chn).rc; }
 
 HI_S32 HI_MPI_VENC_SetRoiCfg(VENC_CHN chn, VENC_ROI_CFG_S* cfg) {
   Found f = videoChannel(chn);

@@ -65,6 +65,9 @@ std::recursive_mutex& lock() {
 
 }  // namespace
 
+void enter() { lock().lock(); }
+void leave() { lock().unlock(); }
+
 size_t journal_size() { return journal().entries.size(); }
 const Entry& journal_entry(size_t i) { return journal().entries[i]; }
 size_t journal_dropped() { return journal().dropped; }

@@ -11,6 +11,7 @@ extern "C" {
 #include <lua.h>
 }
 
+#include "media/media.h"
 #include "sim/sim.h"
 
 namespace {
@@ -221,10 +222,33 @@ int l_dot(lua_State* L) {
     return 1;
 }
 
+// sim.clock([mode]) -> the mode; "virtual" or "real" switches.
+int l_clock(lua_State* L) {
+    if (!lua_isnoneornil(L, 1)) {
+        static const char* const modes[] = {"real", "virtual", nullptr};
+        const int mode = luaL_checkoption(L, 1, nullptr, modes);
+        sim::enter();
+        sim::media::set_clock(mode == 1 ? sim::media::Clock::Virtual : sim::media::Clock::Real);
+        sim::leave();
+    }
+    lua_pushstring(L, sim::media::clock() == sim::media::Clock::Virtual ? "virtual" : "real");
+    return 1;
+}
+
+// sim.now() -> simulated seconds since the last reset (a float).
+int l_now(lua_State* L) {
+    sim::enter();
+    const double t = static_cast<double>(sim::media::now()) / 1e6;
+    sim::leave();
+    lua_pushnumber(L, t);
+    return 1;
+}
+
 const luaL_Reg kFunctions[] = {
     {"reset", l_reset}, {"calls", l_calls}, {"clear", l_clear},
     {"fail", l_fail},   {"dot", l_dot},     {"journal", l_journal},
-    {"check", l_check}, {"strict", l_strict}, {nullptr, nullptr},
+    {"check", l_check}, {"strict", l_strict}, {"clock", l_clock},
+    {"now", l_now},     {nullptr, nullptr},
 };
 
 }  // namespace

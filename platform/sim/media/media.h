@@ -129,9 +129,18 @@ bool real_codecs();
 // A picture arriving at an object (a processing group, an encoder channel,
 // a display channel): the module that simulates the object registers how it
 // takes it.
-void on_picture(int mod, void (*receive)(Key at, const PicturePtr& pic));
+// wants tells whether the object takes pictures now (null: always), so that
+// nobody makes pictures nobody takes.
+void on_picture(int mod, void (*receive)(Key at, const PicturePtr& pic), bool (*wants)(Key at) = nullptr);
 // Hands a picture to every destination bound to from.
 void deliver(Key from, const PicturePtr& pic);
+// Whether a destination bound to from takes pictures now.
+bool wanted(Key from);
+// What is drawn onto the pictures a channel puts out (the regions attached
+// to it): the region module registers it, the channel's module calls it.
+void on_draw(void (*draw)(Key at, Picture& pic), bool (*any)(Key at));
+void draw(Key at, Picture& pic);
+bool drawn(Key at);  // whether anything is drawn there
 // Sources (capture channels, decoders) register what moves them forward:
 // advance(t) makes everything due up to time t; next() is when the next
 // thing is due (INT64_MAX: nothing).
@@ -142,6 +151,8 @@ struct Source {
 void on_source(const Source& s);
 // Brings every source up to now().
 void pump();
+// When the next thing is due (INT64_MAX: nothing).
+std::int64_t due_next();
 // Waits until ready() or until timeout_ms passes (-1: no limit, 0: no wait),
 // pumping the sources; virtual time jumps from one due moment to the next.
 // True when ready.

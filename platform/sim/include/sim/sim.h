@@ -83,6 +83,11 @@ HI_S32 code_of(int mod, int reason, std::initializer_list<int> fallbacks = {});
 // supported", or the nearest code the module has.
 HI_S32 unsupported(int mod, const char* call);
 
+// The simulator's lock, for entry points that are no platform call (the
+// descriptor wait of the device shim); platform calls take it themselves.
+void enter();
+void leave();
+
 // ---- faults -----------------------------------------------------------------
 bool known_function(const char* name);  // an exported HI_MPI_* name, "open" or "ioctl" (the codec)
 void fail(const char* name, HI_S32 code, int times);
