@@ -244,11 +244,17 @@ int l_now(lua_State* L) {
     return 1;
 }
 
+// sim.codecs() -> "ffmpeg" when real codecs are built in, else "stand-in".
+int l_codecs(lua_State* L) {
+    lua_pushstring(L, sim::media::real_codecs() ? "ffmpeg" : "stand-in");
+    return 1;
+}
+
 const luaL_Reg kFunctions[] = {
     {"reset", l_reset}, {"calls", l_calls}, {"clear", l_clear},
     {"fail", l_fail},   {"dot", l_dot},     {"journal", l_journal},
     {"check", l_check}, {"strict", l_strict}, {"clock", l_clock},
-    {"now", l_now},     {nullptr, nullptr},
+    {"now", l_now},     {"codecs", l_codecs}, {nullptr, nullptr},
 };
 
 }  // namespace
