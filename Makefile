@@ -7,6 +7,9 @@ BENCH_BUILD ?= build-bench
 JOBS       ?= $(shell nproc)
 LUA        ?= lua5.3
 ITERATIONS ?= 1000000
+# Every test sets its own time limit; this one only catches a test that
+# does not.
+CTEST      ?= ctest --output-on-failure -j $(JOBS) --timeout 600
 
 # What building and the demo need, and what the tests and benchmarks add.
 DEMO_PACKAGES = cmake g++ make pkg-config lua5.3 liblua5.3-dev graphviz
@@ -63,12 +66,12 @@ doc: build
 test: test-host test-asan test-arm
 
 test-host: build
-	cd $(BUILD) && ctest --output-on-failure -j $(JOBS)
+	cd $(BUILD) && $(CTEST)
 
 test-asan: deps
 	cmake -S . -B $(ASAN_BUILD) -DCMAKE_BUILD_TYPE=Debug -DTESSEL_SANITIZE=ON >/dev/null
 	cmake --build $(ASAN_BUILD) -j $(JOBS)
-	cd $(ASAN_BUILD) && ctest --output-on-failure -j $(JOBS) -L 'unit|sanitized'
+	cd $(ASAN_BUILD) && $(CTEST) -L 'unit|sanitized'
 
 $(ARM_ROOT)/.unpacked:
 	@echo "Fetching armel packages into $(ARM_ROOT)"
@@ -84,7 +87,7 @@ build-arm: deps $(ARM_ROOT)/.unpacked
 	cmake --build $(ARM_BUILD) -j $(JOBS)
 
 test-arm: build-arm
-	cd $(ARM_BUILD) && ctest --output-on-failure -j $(JOBS) -L 'unit|lua|robustness'
+	cd $(ARM_BUILD) && $(CTEST) -L 'unit|lua|robustness'
 
 bench: deps build-arm
 	cmake -S . -B $(BENCH_BUILD) -DCMAKE_BUILD_TYPE=Release -DTESSEL_BENCH=ON -DTESSEL_TESTS=OFF >/dev/null

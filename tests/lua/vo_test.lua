@@ -70,6 +70,23 @@ describe("VO device public attributes", function()
     assert.are.equal(0, last_call("HI_MPI_VO_SetPubAttr").args[2].enIntfSync)
   end)
 
+  it("send the user timing's flags as 1 or 0, whatever number or boolean is given", function()
+    local dev = VO.GetDevice(0)
+    for _, case in ipairs({ { 0, 0 }, { false, 0 }, { true, 1 }, { -1, 1 }, { 2.0, 1 }, { 7, 1 } }) do
+      sim.clear()
+      assert.is_true(dev:SetPubAttr({ enIntfType = "HDMI", enIntfSync = "USER",
+                                      stSyncInfo = { bSynm = case[1], bIop = case[1], bIvs = case[1],
+                                                     u16Hact = 1280, u16Vact = 720 } }))
+      local calls = sim.calls()
+      assert.are.equal(1, #calls)
+      local sync = calls[1].args[2].stSyncInfo
+      assert.are.same({ case[2], case[2], case[2], 0 }, { sync.bSynm, sync.bIop, sync.bIvs, sync.bIdv },
+                      "flags given as " .. tostring(case[1]))
+    end
+    local back = dev:GetPubAttr().stSyncInfo
+    assert.are.same({ true, false }, { back.bIop, back.bIdv })
+  end)
+
   it("refuse unknown interface and timing names with the conversion's text", function()
     local dev = VO.GetDevice(0)
     for _, case in ipairs({

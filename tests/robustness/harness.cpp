@@ -25,6 +25,10 @@ namespace {
 // ---------------------------------------------------------------------------
 // What a dying process can still print: the call in progress.
 
+// Seconds one call may take before the watchdog ends the run; no call comes
+// near it, even emulated on a loaded machine.
+constexpr unsigned kCallWatchdogSeconds = 120;
+
 char g_current[2048] = "(no call yet)";
 char g_context[256] = "";
 
@@ -698,11 +702,15 @@ Outcome Harness::call(int target, const Arg* self, const std::vector<Arg>& args,
   if (proper) ++properCallsPerTarget[target];
 
   Outcome o;
+  // The watchdog times each call alone, so a slow or busy machine cannot
+  // trip it: only a call that blocks ends the run, with its description.
+  alarm(kCallWatchdogSeconds);
   try {
     o.status = lua_pcall(L, n, LUA_MULTRET, 0);
   } catch (...) {
     fail("a C++ exception escaped from the call through Lua");
   }
+  alarm(0);
   int nres = lua_gettop(L) - top;
   if (nres < 0) fail("the call removed values below its own frame from the Lua stack");
   if (o.status != LUA_OK) {
