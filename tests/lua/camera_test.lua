@@ -24,7 +24,7 @@ end
 describe("examples/camera.lua", function()
   local dir = os.tmpname()
   os.remove(dir)
-  local seconds = 10
+  local seconds = 4
 
   setup(function()
     local out, err, ok = support.run(string.format("arg = { '%d', '%s' }\n", seconds, dir) ..
