@@ -314,4 +314,10 @@ HI_S32 HI_MPI_VB_ExitModCommPool(VB_UID_E uid) {
 }
 
 }  // namespace h
+bool picture_block_fits(std::size_t bytes) {
+  for (const auto& p : g_vb.pools)
+    if (p.second.owner != Owner::Private && p.second.blkSize >= bytes) return true;
+  return false;
+}
+
 }  // namespace sim

@@ -22,6 +22,7 @@ struct Capture {
   std::int64_t next = INT64_MIN;  // when the next picture is due; MIN: not yet started
   std::uint32_t frames = 0;
   std::deque<media::PicturePtr> queue;
+  media::MutablePicture bars;  // what every picture starts from
 };
 
 std::map<int, Capture> g_captures;  // by channel
@@ -54,9 +55,15 @@ bool wanted(const Key& k, const Object& o) {
 media::PicturePtr capture(const Key& k, const Object& o, Capture& c, std::int64_t at) {
   VI_CHN_ATTR_S a{};
   o.get("ChnAttr", &a);
-  auto pic = media::Picture::make(a.stDestSize.u32Width, a.stDestSize.u32Height, a.enPixFormat);
-  if (!pic) return nullptr;
-  media::draw_pattern(*pic, k.chn, c.frames, at);
+  if (!c.bars || c.bars->width != a.stDestSize.u32Width || c.bars->height != a.stDestSize.u32Height ||
+      c.bars->format != a.enPixFormat) {
+    c.bars = media::Picture::make(a.stDestSize.u32Width, a.stDestSize.u32Height, a.enPixFormat);
+    if (!c.bars) return nullptr;
+    media::draw_bars(*c.bars);
+  }
+  auto pic = std::make_shared<media::Picture>(*c.bars);
+  media::check_pool(k, *pic);
+  media::draw_marks(*pic, k.chn, c.frames, at);
   pic->pts = static_cast<std::uint64_t>(at);
   pic->seq = c.frames;
   return pic;

@@ -122,6 +122,10 @@ public:
 };
 std::unique_ptr<Decoder> make_decoder(PAYLOAD_TYPE_E type);
 
+// Reports once per object (until reset) when no pool has blocks for the
+// pictures it makes: on a board it would make none.
+void check_pool(Key maker, const Picture& pic);
+
 // Whether real codecs are built in (false: stand-ins).
 bool real_codecs();
 

@@ -233,6 +233,10 @@ void report_bound(Key k, const char* rule, const char* what);
 // finding naming the object, then answers refuse(code, why).
 HI_S32 refuse_destroy(const std::string& object, HI_S32 code, const std::string& why);
 
+// Whether a common or module pool has blocks of at least bytes: the
+// pictures capture and processing make come from them on a board.
+bool picture_block_fits(std::size_t bytes);
+
 // ---- defaults for tracked objects -------------------------------------------
 // Channel number out of [0, limit): invalid channel; object missing: does not
 // exist; otherwise not supported (the module file has not defined the call).
