@@ -58,8 +58,8 @@ std::uint32_t nextCodePoint(const unsigned char* s, std::size_t length, std::siz
 
 // Calls place(glyph, x, y) for every glyph of the text with the top left of
 // its bitmap relative to the first pen position and baseline, and
-// line(end, baseline) at the end of each line with the pen's final x. "\n" starts a
-// line, a tab is a space, other control characters are left out.
+// line(end, baseline) at the end of each line with the pen's final x. "\n"
+// starts a line, a tab is a space, other control characters are left out.
 template <typename Place, typename Line>
 void layout(Font& font, const char* text, std::size_t length, Place place, Line line) {
   const auto* s = reinterpret_cast<const unsigned char*>(text);
