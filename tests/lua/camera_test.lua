@@ -61,7 +61,8 @@ describe("VENCChannel:GetStream", function()
 
   it("copies every pack of a picture into one string described pack by pack, and releases it once", function()
     local data, info = venc:GetStream(-1)
-    assert.are.same({ "SPS", "PPS", "IDR" }, { info.packs[1].type, info.packs[2].type, info.packs[3].type })
+    -- parameter sets first, the IDR slice last (an encoder may put SEI between)
+    assert.are.same({ "SPS", "PPS", "IDR" }, { info.packs[1].type, info.packs[2].type, info.packs[#info.packs].type })
     assert.is_true(info.keyframe)
     local pieces, total = {}, 0
     for i, pack in ipairs(info.packs) do
@@ -75,7 +76,7 @@ describe("VENCChannel:GetStream", function()
     assert.are.equal("\0\0\0\1", pieces[1]:sub(1, 4))  -- Annex B, start codes included
     local second, next = venc:GetStream(-1)
     assert.is_false(next.keyframe)
-    assert.are.same({ "P", 1 }, { next.packs[1].type, next.seq })
+    assert.are.same({ "P", 1 }, { next.packs[#next.packs].type, next.seq })
     assert.is_true(next.pts > info.pts)
     assert.is_string(second)
     -- the payload is learnt once; each picture is queried, got and released once
@@ -236,7 +237,8 @@ describe("VideoFrame", function()
     assert.are.equal(0, p.chn[1]:SetDepth(1))
     local frame = p.chn[1]:GetFrame(-1)
     assert.are.equal(0, venc:SendFrame(frame, 0))
-    assert.are.equal("IDR", select(2, venc:GetStream(0)).packs[3].type)
+    local packs = select(2, venc:GetStream(0)).packs
+    assert.are.equal("IDR", packs[#packs].type)
     assert.are.equal(0, frame:Release())
     sim.clear()
     assert.are.equal(s32(0xA0088006), venc:SendFrame(frame))
