@@ -7,11 +7,18 @@ BENCH_BUILD ?= build-bench
 JOBS       ?= $(shell nproc)
 LUA        ?= lua5.3
 ITERATIONS ?= 1000000
+# Every test sets its own time limit; this one only catches a test that
+# does not.
+CTEST      ?= ctest --output-on-failure -j $(JOBS) --timeout 600
 
-# What building and the demo need, and what the tests and benchmarks add.
-DEMO_PACKAGES = cmake g++ make pkg-config lua5.3 liblua5.3-dev graphviz
-DEB_PACKAGES  = $(DEMO_PACKAGES) lua-busted lua-check libgtest-dev libbenchmark-dev \
-                g++-arm-linux-gnueabi qemu-user luarocks lua-ldoc lua-markdown
+# What building and the demo need (FFmpeg's libraries for the simulator's
+# media), and what the tests and benchmarks add (FreeType and a font for
+# tessel.osd, which a build without them leaves out; FFmpeg's and SoX's
+# tools as the clients that judge recorded media).
+DEMO_PACKAGES = cmake g++ make pkg-config lua5.3 liblua5.3-dev graphviz \
+                libavcodec-dev libavformat-dev libswscale-dev libswresample-dev libavutil-dev
+DEB_PACKAGES  = $(DEMO_PACKAGES) libfreetype-dev fonts-dejavu-core lua-busted lua-check libgtest-dev \
+                libbenchmark-dev g++-arm-linux-gnueabi qemu-user luarocks lua-ldoc lua-markdown ffmpeg sox
 
 # The 32-bit ARM run: Debian's armel builds of what the tests load, unpacked
 # into a build-local root (no multiarch install), run under qemu-arm.
@@ -63,12 +70,12 @@ doc: build
 test: test-host test-asan test-arm
 
 test-host: build
-	cd $(BUILD) && ctest --output-on-failure -j $(JOBS)
+	cd $(BUILD) && $(CTEST)
 
 test-asan: deps
 	cmake -S . -B $(ASAN_BUILD) -DCMAKE_BUILD_TYPE=Debug -DTESSEL_SANITIZE=ON >/dev/null
 	cmake --build $(ASAN_BUILD) -j $(JOBS)
-	cd $(ASAN_BUILD) && ctest --output-on-failure -j $(JOBS) -L 'unit|sanitized'
+	cd $(ASAN_BUILD) && $(CTEST) -L 'unit|sanitized'
 
 $(ARM_ROOT)/.unpacked:
 	@echo "Fetching armel packages into $(ARM_ROOT)"
@@ -84,7 +91,7 @@ build-arm: deps $(ARM_ROOT)/.unpacked
 	cmake --build $(ARM_BUILD) -j $(JOBS)
 
 test-arm: build-arm
-	cd $(ARM_BUILD) && ctest --output-on-failure -j $(JOBS) -L 'unit|lua|robustness'
+	cd $(ARM_BUILD) && $(CTEST) -L 'unit|lua|robustness'
 
 bench: deps build-arm
 	cmake -S . -B $(BENCH_BUILD) -DCMAKE_BUILD_TYPE=Release -DTESSEL_BENCH=ON -DTESSEL_TESTS=OFF >/dev/null

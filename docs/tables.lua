@@ -76,7 +76,7 @@ local function balanced(text, open)
   return text:sub(open + 1)
 end
 
--- The keys of a field list: F(m), FIELD(m, "in", "out"), FIELD_CONV(m, c)
+-- The keys of a field list: F(m), FLAG(m), FIELD(m, "in", "out"), FIELD_CONV(m, c)
 -- and literal Field{"key", "outKey", ...}, in order.
 local function fieldsOf(list)
   local fields, pos = {}, 1
@@ -88,7 +88,7 @@ local function fieldsOf(list)
       fields[#fields + 1] = { key = key, outKey = outKey, member = member2 or key }
       pos = le + 1
     elseif s then
-      if macro == "F" or macro == "FIELD_CONV" then
+      if macro == "F" or macro == "FLAG" or macro == "FIELD_CONV" then
         fields[#fields + 1] = { key = member, outKey = member, member = member }
       elseif macro == "FIELD" then
         local inKey, out = list:match('^%s*,%s*"([^"]*)"%s*,%s*"([^"]*)"', e + 1)

@@ -42,6 +42,10 @@ void readField(lua_State* L, int t, const Field& f, char* base) {
       if (t == LUA_TBOOLEAN) store<std::int32_t>(at, lua_toboolean(L, -1));
       else if (t == LUA_TNUMBER) store<std::int32_t>(at, toInteger(L, -1));
       return;
+    case Kind::Flag:
+      if (t == LUA_TBOOLEAN) store<std::int32_t>(at, lua_toboolean(L, -1));
+      else if (t == LUA_TNUMBER) store<std::int32_t>(at, toInteger(L, -1) != 0);
+      return;
     case Kind::Enum:
       if (t != LUA_TNIL) f.conv->read(L, lua_gettop(L), at, f.conv->aux);
       return;
@@ -78,7 +82,8 @@ void pushField(lua_State* L, const Field& f, const char* base) {
     case Kind::S32: lua_pushinteger(L, load<std::int32_t>(at)); break;
     case Kind::U64: lua_pushinteger(L, load<std::uint64_t>(at)); break;
     case Kind::S64: lua_pushinteger(L, load<std::int64_t>(at)); break;
-    case Kind::Bool: lua_pushboolean(L, load<std::int32_t>(at) != 0); break;
+    case Kind::Bool:
+    case Kind::Flag: lua_pushboolean(L, load<std::int32_t>(at) != 0); break;
     case Kind::Enum:
     case Kind::Nested: f.conv->push(L, at, f.conv->aux); break;
   }

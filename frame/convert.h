@@ -9,7 +9,8 @@
 // width, HI_BOOL flags (a boolean or a number in, a boolean out), enumerations
 // and nested structures through their own converters (ConvOf<T>). Quirks are
 // part of the declaration: FIELD(m, "inKey", "outKey") reads and writes under
-// different keys, FIELD_CONV(m, conv) picks another converter for one field.
+// different keys, FIELD_CONV(m, conv) picks another converter for one field,
+// FLAG(m) stores a number as 1 or 0 (an HI_BOOL field stores it as it is).
 //
 // An enumeration is a table of rows plus the rules for what does not match
 // (EnumDesc). Hand-written converters fit the same Converter interface.
@@ -64,7 +65,9 @@ struct Converter {
 template <class T>
 struct ConvOf;  // specialised per type: static const Converter value;
 
-enum class Kind : std::uint8_t { U8, S8, U16, S16, U32, S32, U64, S64, Bool, Enum, Nested };
+// Bool takes a boolean (1 or 0) or a number as it is; Flag takes a boolean or
+// a number as 1 when it is non-zero, else 0. Both come out as booleans.
+enum class Kind : std::uint8_t { U8, S8, U16, S16, U32, S32, U64, S64, Bool, Flag, Enum, Nested };
 
 struct Field {
   const char* key;     // read from Lua under this key
@@ -223,6 +226,12 @@ constexpr Field makeField(const char* key, const char* outKey, std::size_t offse
   return Field{key, outKey, static_cast<std::uint32_t>(offset), kindOf<M>(), conv};
 }
 
+template <class S, class M>
+constexpr Field makeFlag(const char* key, std::size_t offset, M S::*) {
+  static_assert(kindOf<M>() == Kind::Bool, "a flag field is an HI_BOOL");
+  return Field{key, key, static_cast<std::uint32_t>(offset), Kind::Flag, nullptr};
+}
+
 }  // namespace Tessel
 
 // Inside TESSEL_STRUCT: one field, read and written under its member name.
@@ -231,6 +240,8 @@ constexpr Field makeField(const char* key, const char* outKey, std::size_t offse
 #define FIELD(m, inKey, outKey) ::Tessel::makeField(inKey, outKey, offsetof(S_, m), &S_::m)
 // A field with a converter other than its type's own.
 #define FIELD_CONV(m, conv) ::Tessel::makeField(#m, #m, offsetof(S_, m), &S_::m, &(conv))
+// An HI_BOOL field that takes a number as true (1) when non-zero, false (0) otherwise.
+#define FLAG(m) ::Tessel::makeFlag(#m, offsetof(S_, m), &S_::m)
 
 // Declares the converters of a structure or enumeration type T:
 // ConvOf<T>, lua_2_T(LuaRef&, T*) and T_2_lua(T*, lua_State*) for a structure,

@@ -18,6 +18,7 @@ struct Sample {
   HI_U8 u8Small;
   HI_U64 u64Big;
   HI_BOOL bOn;
+  HI_BOOL bFlag;  // declared with FLAG: 1 or 0
   Mood enMood;
   SIZE_S stSize;
   HI_U32 u32Rate;
@@ -34,7 +35,7 @@ const Tessel::EnumDesc kMoods = {kMoodRows, 3, Tessel::Miss::Throw, 0, "Unknown 
 TESSEL_DECLARE_ENUM(Mood)
 TESSEL_ENUM(Mood, kMoods)
 TESSEL_DECLARE_STRUCT(Sample)
-TESSEL_STRUCT(Sample, F(u32Count), F(s32Offset), F(u8Small), F(u64Big), F(bOn), F(enMood),
+TESSEL_STRUCT(Sample, F(u32Count), F(s32Offset), F(u8Small), F(u64Big), F(bOn), FLAG(bFlag), F(enMood),
               F(stSize), FIELD(u32Rate, "u32Rate", "u32Rate "))
 
 namespace Tessel {
@@ -92,9 +93,15 @@ TEST_F(ConvertTest, DeclaredStructureReadsEachKindAndZeroesTheRest) {
   EXPECT_EQ(s.bOn, 0);
   EXPECT_EQ(s.stSize.u32Width, 0u);
 
-  // A flag given as a number is stored as it is.
-  EXPECT_EQ(from("{bOn = 5}", &s), "");
+  // A number in an HI_BOOL field is stored as it is; in a FLAG field as 1 or 0.
+  EXPECT_EQ(from("{bOn = 5, bFlag = -5}", &s), "");
   EXPECT_EQ(static_cast<int>(s.bOn), 5);
+  EXPECT_EQ(static_cast<int>(s.bFlag), 1);
+  EXPECT_EQ(from("{bOn = 0, bFlag = 0.0}", &s), "");
+  EXPECT_EQ(static_cast<int>(s.bFlag), 0);
+  EXPECT_EQ(from("{bFlag = true}", &s), "");
+  EXPECT_EQ(static_cast<int>(s.bFlag), 1);
+  EXPECT_EQ(to(s, "t.bFlag"), "true");
 }
 
 TEST_F(ConvertTest, DeclaredStructureFailures) {

@@ -107,7 +107,8 @@ class VODevice : public RefCountedObjectType<int> {
   in an array, elements that are not known names are skipped). `enIntfSync` is a number or one
   of the 34 timing names, any case ("PAL", "NTSC", "1080P60", "1920x1200@60", ..., "USER"); a
   value of another type is skipped and leaves "PAL". `stSyncInfo` (`VO_SYNC_INFO_S`) is the user
-  timing, used with "USER".
+  timing, used with "USER"; its flags (`bSynm`, `bIop`, `bIdv`, `bIhs`, `bIvs`) are booleans or
+  numbers, a non-zero number counting as true, and reach the platform as 1 or 0.
   @function SetPubAttr
   @tparam VO_PUB_ATTR_S attrs keys `u32BgColor`, `enIntfType`, `enIntfSync`, `stSyncInfo`
   @return `true`, or `nil` and `"VO_PUB_ATTR_S must be a table for structure convension"`,

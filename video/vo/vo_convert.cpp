@@ -164,9 +164,10 @@ void pushZoomRatio(lua_State* L, const VO_ZOOM_RATIO_S& r) {
 }  // namespace Tessel
 
 TESSEL_CUSTOM(VO_INTF_SYNC_E, readSync, pushSync)
-TESSEL_STRUCT(VO_SYNC_INFO_S, F(bSynm), F(bIop), F(u8Intfb), F(u16Vact), F(u16Vbb), F(u16Vfb), F(u16Hact), F(u16Hbb),
-              F(u16Hfb), F(u16Hmid), F(u16Bvact), F(u16Bvbb), F(u16Bvfb), F(u16Hpw), F(u16Vpw), F(bIdv), F(bIhs),
-              F(bIvs))
+// The timing's flags reach the platform as 1 or 0, whatever number a script gives.
+TESSEL_STRUCT(VO_SYNC_INFO_S, FLAG(bSynm), FLAG(bIop), F(u8Intfb), F(u16Vact), F(u16Vbb), F(u16Vfb), F(u16Hact),
+              F(u16Hbb), F(u16Hfb), F(u16Hmid), F(u16Bvact), F(u16Bvbb), F(u16Bvfb), F(u16Hpw), F(u16Vpw), FLAG(bIdv),
+              FLAG(bIhs), FLAG(bIvs))
 // The interface type is a bit set held in an integer; its field takes the
 // bit-set converter like an enumeration.
 TESSEL_STRUCT(VO_PUB_ATTR_S, F(u32BgColor),
