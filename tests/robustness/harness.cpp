@@ -15,6 +15,7 @@
 #include <unistd.h>
 
 #include "frame/binding.h"
+#include "media/media.h"
 #include "sim/sim.h"
 
 extern "C" int luaopen_tessel(lua_State* L);
@@ -937,8 +938,12 @@ void Harness::clearJournal() {
   absorbed = 0;
 }
 
+// Simulated time is virtual: a call told to wait (a stream, a picture) waits
+// for what is due and no longer, so a long wait with nothing coming ends at
+// once instead of sleeping.
 void Harness::resetPlatform() {
   sim::reset();
+  sim::media::set_clock(sim::media::Clock::Virtual);
   handles.clear();
   owned.clear();
   absorbed = 0;
