@@ -237,8 +237,10 @@ const bool g_receiver = (media::on_picture(kMod, &show, &wants), true);
 constexpr std::int64_t kCatchUp = 1000000;
 
 struct WriteBack {
-  std::int64_t next = INT64_MIN;  // the next display tick; MIN: not writing
-  std::uint32_t ticks = 0, frames = 0;
+  std::int64_t origin = INT64_MIN;  // when the ticks were counted from; MIN: not writing
+  std::int64_t ticks = 0;           // display ticks since then
+  std::uint32_t frames = 0;
+  std::int64_t at(HI_U32 rate) const { return origin + ticks * 1000000 / rate; }
 };
 WriteBack g_wbc;
 const bool g_forget = (on_reset([] { g_wbc = WriteBack(); }), true);
@@ -262,33 +264,32 @@ HI_U32 displayRate(const VO_WBC_SOURCE_S& source) {
   return rate ? rate : 60;
 }
 
-// Of src ticks a second, dst pass, evenly.
+// Of src ticks a second, dst pass, evenly, the first among them.
 bool passes(std::uint32_t n, std::uint32_t src, std::uint32_t dst) {
   if (dst == 0 || dst >= src) return true;
-  return (static_cast<std::uint64_t>(n) * dst) / src != (static_cast<std::uint64_t>(n + 1) * dst) / src;
+  return static_cast<std::uint64_t>(n) * dst % src < dst;
 }
 
 void advance(std::int64_t until) {
   VO_WBC_ATTR_S attr;
   VO_WBC_SOURCE_S source;
   if (!writing(&attr, &source)) {
-    g_wbc.next = INT64_MIN;
+    g_wbc.origin = INT64_MIN;
     return;
   }
   const HI_U32 rate = displayRate(source);
-  const std::int64_t period = 1000000 / rate;
-  if (g_wbc.next == INT64_MIN) g_wbc.next = until;
-  if (until - g_wbc.next > kCatchUp) g_wbc.next += (until - g_wbc.next - kCatchUp) / period * period;
+  if (g_wbc.origin == INT64_MIN) g_wbc = WriteBack{until, 0, g_wbc.frames};
+  if (until - g_wbc.at(rate) > kCatchUp) g_wbc = WriteBack{until - kCatchUp, 0, g_wbc.frames};
   const std::uint32_t w = attr.stTargetSize.u32Width, h = attr.stTargetSize.u32Height;
-  for (; g_wbc.next <= until; g_wbc.next += period, ++g_wbc.ticks) {
-    if (!passes(g_wbc.ticks, rate, attr.u32FrameRate)) continue;
+  for (; g_wbc.at(rate) <= until; ++g_wbc.ticks) {
+    if (!passes(static_cast<std::uint32_t>(g_wbc.ticks), rate, attr.u32FrameRate)) continue;
     std::string why;
     media::MutablePicture pic =
         source.enSourceType == VO_WBC_SOURCE_DEV
             ? composeDevice(static_cast<int>(source.u32SourceId), w, h, attr.enPixelFormat, &why)
             : composeLayer(static_cast<int>(source.u32SourceId), w, h, attr.enPixelFormat);
     if (!pic) continue;
-    pic->pts = static_cast<std::uint64_t>(g_wbc.next);
+    pic->pts = static_cast<std::uint64_t>(g_wbc.at(rate));
     pic->seq = g_wbc.frames++;
     media::deliver(kWbcOutput, pic);
   }
@@ -298,7 +299,7 @@ std::int64_t next() {
   VO_WBC_ATTR_S attr;
   VO_WBC_SOURCE_S source;
   if (!writing(&attr, &source)) return INT64_MAX;
-  return g_wbc.next == INT64_MIN ? media::now() : g_wbc.next;
+  return g_wbc.origin == INT64_MIN ? media::now() : g_wbc.at(displayRate(source));
 }
 
 const bool g_source = (media::on_source({&advance, &next}), true);
