@@ -89,6 +89,14 @@ return {
       captured(320, 240, function(frame) chn:SendFrame(frame, 0) end)
       chn:Stop()
     end,
+    -- decoders are given a stream of three pictures' shape (slices that start pictures,
+    -- then its end) and stopped again, so that GetImage lends and the frames go back
+    VDECChannel = function(chn)
+      chn:Start()
+      chn:SendStream("\0\0\0\1\101\136\0\0\0\1\101\136\0\0\0\1\101\136", { pts = 40000, endOfFrame = true })
+      chn:SendStream("", { endOfStream = true })
+      chn:Stop()
+    end,
     AIChannel = function(chn) chn:Enable() end,
     AOChannel = function(chn) chn:Enable() end,
   },
@@ -107,12 +115,13 @@ return {
     { enChnMode = "USER", u32Width = 1280, u32Height = 720,
       stFrameRate = { s32SrcFrmRate = -1, s32DstFrmRate = -1 },
       enPixelFormat = "YUV_SEMIPLANAR_420", enCompressMode = "NONE" },
-    -- decoder channels: H.264 video and JPEG pictures, with their parameters
+    -- decoder channels: H.264 video and JPEG pictures, with their parameters; a stream's info
     { enType = "H264", u32BufSize = 1920 * 1080 * 3 // 2, u32Priority = 5, u32PicWidth = 1920,
       u32PicHeight = 1080, attr = { u32RefFrameNum = 2, enMode = "FRAME", bTemporalMvpEnable = false } },
     { enType = "JPEG", u32BufSize = 1920 * 1080, u32Priority = 5, u32PicWidth = 1920, u32PicHeight = 1080,
       attr = { enMode = "FRAME", enJpegFormat = "YCBCR420" } },
     { s32DisplayFrameNum = 2, enVideoFormat = "TILE", enCompressMode = "NONE" },
+    { pts = 40000, endOfFrame = true, endOfStream = false },
     { type = "H264", param = { s32MaxSliceNum = 16, s32MaxSpsNum = 2, s32MaxPpsNum = 2 } },
     -- capture channel attributes, a user picture colour (refused: the picture mode the
     -- module sends needs a frame), as a hostile table
