@@ -11,6 +11,7 @@ extern "C" {
 #include <lua.h>
 }
 
+#include "media/audio.h"
 #include "media/media.h"
 #include "sim/sim.h"
 
@@ -250,11 +251,94 @@ int l_codecs(lua_State* L) {
     return 1;
 }
 
+// A target {module, device, channel}: the module by name or number.
+struct Target {
+    int mod, dev, chn;
+    const char* name;
+};
+
+Target read_target(lua_State* L, const char* fn) {
+    luaL_checktype(L, 1, LUA_TTABLE);
+    Target t{0, 0, 0, "?"};
+    lua_geti(L, 1, 1);
+    if (lua_type(L, -1) == LUA_TSTRING) {
+        t.name = lua_tostring(L, -1);
+        static const struct { const char* name; int mod; } kModules[] = {
+            {"AI", HI_ID_AI}, {"AO", HI_ID_AO}, {"VI", HI_ID_VIU}, {"VIU", HI_ID_VIU}};
+        for (const auto& m : kModules)
+            if (std::strcmp(m.name, t.name) == 0) t.mod = m.mod;
+    } else {
+        t.mod = (int)luaL_checkinteger(L, -1);
+    }
+    lua_pop(L, 1);
+    lua_geti(L, 1, 2);
+    lua_geti(L, 1, 3);
+    if (!lua_isinteger(L, -2) || !lua_isinteger(L, -1))
+        luaL_error(L, "%s: the target is {module, device, channel}", fn);
+    t.dev = (int)lua_tointeger(L, -2);
+    t.chn = (int)lua_tointeger(L, -1);
+    lua_pop(L, 2);
+    return t;
+}
+
+// Runs fn under the simulator's lock; copies the reason of a refusal into
+// buf (a Lua error must not cross the std::string).
+template <class Fn>
+bool under_lock(Fn fn, char* buf, size_t cap) {
+    std::string why;
+    sim::enter();
+    const bool ok = fn(&why);
+    sim::leave();
+    const size_t n = why.size() < cap - 1 ? why.size() : cap - 1;
+    std::memcpy(buf, why.data(), n);
+    buf[n] = 0;
+    return ok;
+}
+
+// sim.source(target, what): what an input captures. For {"AI", dev, chn}:
+// nil (the default tone), a path of an audio file FFmpeg reads, or
+// {frequency = hertz, level = dBFS}. Other modules have no sources yet.
+int l_source(lua_State* L) {
+    const Target t = read_target(L, "sim.source");
+    if (t.mod != HI_ID_AI) return luaL_error(L, "sim.source: %s has no sources the simulator can set", t.name);
+    const sim::Key k{t.mod, t.dev, t.chn};
+    char why[256];
+    bool ok;
+    if (lua_istable(L, 2)) {
+        lua_getfield(L, 2, "frequency");
+        lua_getfield(L, 2, "level");
+        const double f = luaL_optnumber(L, -2, 1000), level = luaL_optnumber(L, -1, -12);
+        lua_pop(L, 2);
+        ok = under_lock([&](std::string* w) { return sim::media::set_tone(k, f, level, w); }, why, sizeof why);
+    } else if (lua_isnoneornil(L, 2)) {
+        ok = under_lock([&](std::string* w) { return sim::media::set_tone(k, 1000, -12, w); }, why, sizeof why);
+    } else {
+        const char* path = luaL_checkstring(L, 2);
+        ok = under_lock([&](std::string* w) { return sim::media::set_audio_file(k, path, w); }, why, sizeof why);
+    }
+    if (!ok) return luaL_error(L, "sim.source: %s", why);
+    return 0;
+}
+
+// sim.record(target, path | nil): writes what {"AO", dev, chn} plays into a
+// WAV file; nil finishes it.
+int l_record(lua_State* L) {
+    const Target t = read_target(L, "sim.record");
+    if (t.mod != HI_ID_AO) return luaL_error(L, "sim.record: only audio outputs ({\"AO\", dev, chn}) record");
+    const char* path = luaL_optstring(L, 2, "");
+    const sim::Key k{t.mod, t.dev, t.chn};
+    char why[256];
+    if (!under_lock([&](std::string* w) { return sim::media::set_recording(k, path, w); }, why, sizeof why))
+        return luaL_error(L, "sim.record: %s", why);
+    return 0;
+}
+
 const luaL_Reg kFunctions[] = {
     {"reset", l_reset}, {"calls", l_calls}, {"clear", l_clear},
     {"fail", l_fail},   {"dot", l_dot},     {"journal", l_journal},
     {"check", l_check}, {"strict", l_strict}, {"clock", l_clock},
-    {"now", l_now},     {"codecs", l_codecs}, {nullptr, nullptr},
+    {"now", l_now},     {"codecs", l_codecs}, {"source", l_source},
+    {"record", l_record}, {nullptr, nullptr},
 };
 
 }  // namespace
