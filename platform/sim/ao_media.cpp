@@ -10,8 +10,9 @@
 // rate and channel count. A paused channel plays silence. Frames arriving
 // at another rate are resampled where EnableReSmp says so.
 //
-// Findings: "ao-starved" when the buffer ran dry and frames came again later
-// (the script sends more slowly than the device plays), "ao-overrun" when a
+// Findings: "ao-starved" when the buffer ran dry and frames came again
+// within a second (the script sends more slowly than the device plays; a
+// longer pause starts a new stream), "ao-overrun" when a
 // frame finds no room (faster), "frame-size-mismatch" for a frame whose
 // sample count is not the device's samples per frame.
 #include <algorithm>
@@ -29,6 +30,7 @@ namespace sim {
 namespace {
 
 constexpr int kMod = HI_ID_AO;
+constexpr std::int64_t kNewStream = 1000000;  // microseconds
 
 struct Output {
   std::deque<std::int16_t> buffer;  // interleaved, at the device's rate and channels
@@ -113,14 +115,15 @@ void accept(Key k, Output& out, std::vector<std::int16_t>&& v, const AIO_ATTR_S&
   if (!out.playing) {
     const std::int64_t now = media::now();
     const std::int64_t period = static_cast<std::int64_t>(a.u32PtNumPerFrm * 1000000ull / a.enSamplerate);
-    if (out.stoppedAt != INT64_MIN && now + period > out.stoppedAt) {
-      if (!out.starvedReported)
+    const std::int64_t gap = out.stoppedAt == INT64_MIN ? 0 : now + period - out.stoppedAt;
+    if (gap > 0) {
+      // a pause longer than kNewStream is a new stream, not a late frame
+      if (!out.starvedReported && gap <= kNewStream)
         finding("ao-starved", name(k) + " ran dry for " + std::to_string((now + period - out.stoppedAt) / 1000) +
                                   " ms: frames come more slowly than the device plays them");
-      out.starvedReported = true;
+      out.starvedReported = out.starvedReported || gap <= kNewStream;
       openRecording(out, a);
-      if (out.recording)
-        out.recording->silence(static_cast<std::size_t>((now + period - out.stoppedAt) * a.enSamplerate / 1000000));
+      if (out.recording) out.recording->silence(static_cast<std::size_t>(gap * a.enSamplerate / 1000000));
     }
     out.playing = true;
     out.start = now;
@@ -258,6 +261,7 @@ bool set_recording(Key k, const std::string& path, std::string* why) {
   Output& out = g_outputs[k];
   out.recording.reset();
   out.recordPath.clear();
+  out.stoppedAt = INT64_MIN;  // a new recording starts with what plays next
   if (path.empty()) return true;
   FILE* f = std::fopen(path.c_str(), "wb");
   if (!f) {
