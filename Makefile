@@ -14,14 +14,14 @@ CTEST      ?= ctest --output-on-failure -j $(JOBS) --timeout 600
 # What building and the demo need, and what the tests and benchmarks add.
 DEMO_PACKAGES = cmake g++ make pkg-config lua5.3 liblua5.3-dev graphviz
 DEB_PACKAGES  = $(DEMO_PACKAGES) lua-busted lua-check libgtest-dev libbenchmark-dev \
-                g++-arm-linux-gnueabi qemu-user luarocks lua-ldoc lua-markdown
+                g++-arm-linux-gnueabi qemu-user luarocks lua-ldoc lua-markdown lua-socket ffmpeg
 
 # The 32-bit ARM run: Debian's armel builds of what the tests load, unpacked
 # into a build-local root (no multiarch install), run under qemu-arm.
 ARM_BUILD    ?= build-arm32
 ARM_ROOT     ?= $(ARM_BUILD)-root
 ARM_PACKAGES  = libc6 libgcc-s1 libstdc++6 libreadline8 libtinfo6 lua5.3 liblua5.3-0 \
-                liblua5.3-dev lua-filesystem lua-system lua-term libgtest-dev
+                liblua5.3-dev lua-filesystem lua-system lua-term lua-socket libgtest-dev
 ARM_APT       = -o APT::Architecture=armel -o APT::Architectures::=armel \
                 -o Dir::State::Lists=$(abspath $(ARM_ROOT)).apt/lists \
                 -o Dir::Cache=$(abspath $(ARM_ROOT)).apt/cache \
