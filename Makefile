@@ -94,6 +94,7 @@ bench: deps build-arm
 	cmake --build $(BENCH_BUILD) -j $(JOBS)
 	@status=0; for b in $(BENCH_BUILD)/bench/*_bench; do \
 	  LUA_CPATH='$(BENCH_BUILD)/lua/?.so;;' $$b || status=1; echo; done; \
+	LUA_CPATH='$(BENCH_BUILD)/lua/?.so;;' LUA_PATH='lua/?.lua;;' $(LUA) bench/rtsp_bench.lua || status=1; echo; \
 	arm-linux-gnueabi-strip -o $(ARM_BUILD)/tessel-stripped.so $(ARM_BUILD)/lua/tessel.so; \
 	echo "32-bit ARM tessel.so, stripped: $$(stat -c %s $(ARM_BUILD)/tessel-stripped.so) bytes"; \
 	exit $$status
