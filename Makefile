@@ -12,9 +12,10 @@ ITERATIONS ?= 1000000
 CTEST      ?= ctest --output-on-failure -j $(JOBS) --timeout 600
 
 # What building and the demo need, and what the tests and benchmarks add.
-DEMO_PACKAGES = cmake g++ make pkg-config lua5.3 liblua5.3-dev graphviz
+DEMO_PACKAGES = cmake g++ make pkg-config lua5.3 liblua5.3-dev graphviz \
+                libavcodec-dev libavformat-dev libswscale-dev libswresample-dev libavutil-dev
 DEB_PACKAGES  = $(DEMO_PACKAGES) lua-busted lua-check libgtest-dev libbenchmark-dev \
-                g++-arm-linux-gnueabi qemu-user luarocks lua-ldoc lua-markdown lua-socket ffmpeg
+                g++-arm-linux-gnueabi qemu-user luarocks lua-ldoc lua-markdown ffmpeg sox lua-socket
 
 # The 32-bit ARM run: Debian's armel builds of what the tests load, unpacked
 # into a build-local root (no multiarch install), run under qemu-arm.

@@ -150,8 +150,9 @@ class SimWriter:
         ret, mod = fn["return"], module_of(name)
         if ret == "void":
             return ""
-        if ret != "HI_S32":
-            return "return %s;" % ("nullptr" if "*" in ret else "(%s)-1" % ret)
+        if ret != "HI_S32":  # a handle or an address: the invalid one, and why
+            return "return sim::unsupported(%s, \"%s\"), %s;" % (
+                MODULE_IDS[mod], name, "nullptr" if "*" in ret else "(%s)-1" % ret)
         track = TRACKED.get(mod)
         if track and fn["params"] and fn["params"][0]["type"] == track[0]:
             return "return sim::tracked_default(%s, %s, %s, %s);" % (

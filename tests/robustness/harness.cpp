@@ -832,11 +832,30 @@ bool succeeded(const sim::Entry& e) { return e.ret.kind == sim::Value::Int && e.
 
 }  // namespace
 
+// Every refusal says why, with a code the platform defines; a call that
+// went through gives no reason. A failure requested with sim.fail (the
+// sweep's) is the harness's own doing.
+void Harness::checkRefusal(const sim::Entry& e) {
+  if (e.injected || e.ret.kind != sim::Value::Int) return;
+  if (e.ret.i == 0) {
+    if (!e.reason.empty()) fail(e.name + " went through, yet its journal entry gives a reason: " + e.reason);
+    return;
+  }
+  if (e.ret.i >= 0 || (static_cast<unsigned>(e.ret.i) >> 24) != 0xA0u) return;
+  const std::int32_t code = static_cast<std::int32_t>(e.ret.i);
+  char hex[16];
+  std::snprintf(hex, sizeof hex, "%08X", static_cast<unsigned>(code));
+  if (!sim::defined_code(code)) fail(e.name + " answered " + hex + ", a code the platform's headers do not define");
+  if (e.reason.empty() || e.reason == sim::code_reason(code))
+    fail(e.name + " answered " + sim::code_name(code) + " without saying why");
+}
+
 void Harness::absorbJournal() {
   bool touched = false;
   std::vector<std::string> made, refused;
   for (size_t e = absorbed; e < sim::journal_size(); ++e) {
     const sim::Entry& entry = sim::journal_entry(e);
+    checkRefusal(entry);
     if (trace) {
       std::string ints;
       for (const sim::Value& v : entry.args)

@@ -165,7 +165,8 @@ class Harness {
   // simulator's state store, and those named by a handle the create call
   // returned (buffer pools), followed through the journal.
   int createdObjects(std::string* list);
-  void absorbJournal();  // follows handles through the journal's new entries
+  void absorbJournal();  // follows handles through the journal's new entries, checking each
+  void checkRefusal(const sim::Entry& e);
   void clearJournal();   // the same, then empties the journal
   void resetPlatform();  // the simulator back to power-on
 

@@ -32,9 +32,9 @@ __attribute__((weak)) HI_S32 HI_MPI_SYS_InitPtsBase(HI_U64 u64PtsBase) { return 
 
 __attribute__((weak)) HI_S32 HI_MPI_SYS_MflushCache(HI_U32 u32PhyAddr, void *pVirAddr, HI_U32 u32Size) { return sim::unsupported(HI_ID_SYS, "HI_MPI_SYS_MflushCache"); }
 
-__attribute__((weak)) void * HI_MPI_SYS_Mmap(HI_U32 u32PhyAddr, HI_U32 u32Size) { return nullptr; }
+__attribute__((weak)) void * HI_MPI_SYS_Mmap(HI_U32 u32PhyAddr, HI_U32 u32Size) { return sim::unsupported(HI_ID_SYS, "HI_MPI_SYS_Mmap"), nullptr; }
 
-__attribute__((weak)) void * HI_MPI_SYS_MmapCache(HI_U32 u32PhyAddr, HI_U32 u32Size) { return nullptr; }
+__attribute__((weak)) void * HI_MPI_SYS_MmapCache(HI_U32 u32PhyAddr, HI_U32 u32Size) { return sim::unsupported(HI_ID_SYS, "HI_MPI_SYS_MmapCache"), nullptr; }
 
 __attribute__((weak)) HI_S32 HI_MPI_SYS_MmzAlloc(HI_U32 *pu32PhyAddr, void **ppVirtAddr, const HI_CHAR *strMmb, const HI_CHAR *strZone, HI_U32 u32Len) { return sim::unsupported(HI_ID_SYS, "HI_MPI_SYS_MmzAlloc"); }
 

@@ -65,6 +65,24 @@ void draw(Key at, Picture& pic) {
 
 bool drawn(Key at) { return g_drawn && g_drawn(at); }
 
+namespace {
+std::map<int, bool (*)(Key, const char*, std::string*)>& fileSources() {
+    static std::map<int, bool (*)(Key, const char*, std::string*)> f;
+    return f;
+}
+}  // namespace
+
+void on_file_source(int mod, bool (*set)(Key, const char*, std::string*)) { fileSources()[mod] = set; }
+
+bool set_file_source(Key target, const char* path, std::string* error) {
+    auto it = fileSources().find(target.mod);
+    if (it == fileSources().end()) {
+        *error = label(target) + " takes no source";
+        return false;
+    }
+    return it->second(target, path, error);
+}
+
 void on_source(const Source& s) { sources().push_back(s); }
 
 void pump() {
