@@ -74,7 +74,10 @@ test-asan: deps
 	cmake --build $(ASAN_BUILD) -j $(JOBS)
 	cd $(ASAN_BUILD) && $(CTEST) -L 'unit|sanitized'
 
-$(ARM_ROOT)/.unpacked:
+# The stamp names the package list, so that a changed list unpacks the root anew.
+ARM_STAMP     = $(ARM_ROOT)/.unpacked-$(shell echo $(ARM_PACKAGES) | md5sum | cut -c1-8)
+
+$(ARM_STAMP):
 	@echo "Fetching armel packages into $(ARM_ROOT)"
 	@rm -rf $(ARM_ROOT) $(ARM_ROOT).apt && mkdir -p $(ARM_ROOT).apt/lists/partial $(ARM_ROOT).apt/cache/archives/partial
 	@apt-get -qq $(ARM_APT) update
@@ -82,7 +85,7 @@ $(ARM_ROOT)/.unpacked:
 	@for deb in $(ARM_ROOT).apt/*.deb; do dpkg -x $$deb $(ARM_ROOT); done
 	@touch $@
 
-build-arm: deps $(ARM_ROOT)/.unpacked
+build-arm: deps $(ARM_STAMP)
 	cmake -S . -B $(ARM_BUILD) -DCMAKE_TOOLCHAIN_FILE=cmake/arm-linux-gnueabi.cmake \
 	      -DTESSEL_TARGET_ROOT=$(abspath $(ARM_ROOT)) -DCMAKE_BUILD_TYPE=RelWithDebInfo >/dev/null
 	cmake --build $(ARM_BUILD) -j $(JOBS)

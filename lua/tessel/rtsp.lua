@@ -30,7 +30,7 @@ local M = {}
 local H264, H265 = "H264", "H265"
 local PT = 96                 -- dynamic payload type of every stream
 local SR_INTERVAL = 5         -- seconds between RTCP sender reports
-local DESCRIBE_WAIT = 5       -- seconds a DESCRIBE waits for the parameter sets
+local DESCRIBE_WAIT = 10      -- seconds a DESCRIBE waits for the parameter sets
 local MAX_REQUEST = 16384     -- bytes of an RTSP or HTTP request head
 local NTP_OFFSET = 2208988800 -- seconds from 1900 to 1970
 
@@ -393,7 +393,7 @@ function Server:serve(ready)
   for _, obj in ipairs(ready) do
     local stream = self.sources[obj]
     if stream then
-      self:pull(stream)
+      self:drain(stream)
     elseif getmetatable(obj) == Handle then
       if obj.kind == "listen" then self:accept()
       elseif obj.kind == "conn" then self:receive(obj.owner)
@@ -401,11 +401,7 @@ function Server:serve(ready)
     end
   end
   for _, stream in pairs(self.streams) do
-    if not stream.polled then
-      for _ = 1, 4 do
-        if not self:pull(stream) then break end
-      end
-    end
+    if not stream.polled then self:drain(stream) end
   end
   local now = socket.gettime()
   for conn in pairs(self.conns) do
@@ -745,6 +741,15 @@ end
 ---------------------------------------------------------------------------
 -- Sending pictures
 ---------------------------------------------------------------------------
+
+-- Reads the pictures a stream's source has (a loop that fell behind finds
+-- several) and sends them to its clients.
+local DRAIN = 32
+function Server:drain(stream)
+  for _ = 1, DRAIN do
+    if not self:pull(stream) then return end
+  end
+end
 
 -- Reads one picture from a stream's source and sends it to its clients.
 function Server:pull(stream)

@@ -376,7 +376,8 @@ end)
 local ffmpeg = os.execute("command -v ffmpeg >/dev/null 2>&1 && command -v ffprobe >/dev/null 2>&1")
 
 local function probe(u)
-  local out = support.sh(string.format("timeout 20 %s -v error -rtsp_transport tcp -select_streams v:0 -show_entries " ..
+  local out = support.sh(string.format("timeout 90 %s -v error -analyzeduration 2000000 -rtsp_transport tcp " ..
+                                       "-select_streams v:0 -show_entries " ..
                                        "stream=codec_name,width,height -of default=nw=1 '%s'", support.ffprobe, u))
   local t = {}
   for k, v in out:gmatch("([%w_]+)=([^\n]*)") do t[k] = tonumber(v) or v end
@@ -384,7 +385,7 @@ local function probe(u)
 end
 
 local function play(u, transport, frames)
-  return string.format("timeout 30 %s -v error -rtsp_transport %s -i '%s' -frames:v %d -f null -",
+  return string.format("timeout 120 %s -v error -rtsp_transport %s -i '%s' -frames:v %d -f null -",
                        support.ffmpeg, transport, u, frames)
 end
 
@@ -419,7 +420,7 @@ local function playerChecks(why, base, streams)
     if why() then return pending(why()) end
     for _, transport in ipairs({ "tcp", "udp" }) do
       local h = support.spawn(play(base() .. streams[1].path, transport, 60))
-      local rc = wait({ h }, 40)[1]
+      local rc = wait({ h }, 130)[1]
       assert.are.equal(0, rc, transport .. ": " .. support.output(h))
       support.cleanup(h)
     end
@@ -429,10 +430,20 @@ local function playerChecks(why, base, streams)
     if why() then return pending(why()) end
     local a = support.spawn(play(base() .. streams[1].path, "tcp", 90))
     local b = support.spawn(play(base() .. streams[#streams].path, "udp", 90))
-    local killed = support.spawn(play(base() .. streams[1].path, "tcp", 900))
-    socket.sleep(1.5)
+    -- The third one keeps what it receives: killed once it has some.
+    local kept = os.tmpname()
+    local killed = support.spawn(string.format("timeout 120 %s -v error -rtsp_transport tcp -i '%s' -c copy -f %s -y '%s'",
+                                               support.ffmpeg, base() .. streams[1].path, streams[1].codec, kept))
+    local stop = socket.gettime() + 60
+    repeat
+      socket.sleep(0.2)
+      local f = io.open(kept, "rb")
+      local size = f and f:seek("end") or 0
+      if f then f:close() end
+    until size > 50000 or socket.gettime() > stop
     support.kill(killed)
-    local rcs = wait({ a, b, killed }, 40)
+    os.remove(kept)
+    local rcs = wait({ a, b, killed }, 130)
     assert.are.same({ 0, 0 }, { rcs[1], rcs[2] }, support.output(a) .. support.output(b))
     assert.are_not.equal(0, rcs[3])
     for _, h in ipairs({ a, b, killed }) do support.cleanup(h) end
@@ -494,7 +505,7 @@ describe("examples/rtsp_camera.lua", function()
 
   it("takes a snapshot that decodes at full size", function()
     if why() then return pending(why()) end
-    local out = support.sh(string.format("timeout 20 %s -v error -show_entries stream=codec_name,width,height " ..
+    local out = support.sh(string.format("timeout 60 %s -v error -show_entries stream=codec_name,width,height " ..
                                          "-of default=nw=1 http://127.0.0.1:%d/snapshot.jpg", support.ffprobe, child.port))
     assert.truthy(out:find("codec_name=mjpeg", 1, true))
     assert.truthy(out:find("width=1920", 1, true) and out:find("height=1080", 1, true))
