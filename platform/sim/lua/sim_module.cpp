@@ -455,6 +455,7 @@ int l_screenshot(lua_State* L) {
     lua_pushinteger(L, width);
     lua_pushinteger(L, height);
     return 2;
+}
 
 // sim.record(target, path | nil): writes what {"AO", dev, chn} plays into a
 // WAV file; nil finishes it.
