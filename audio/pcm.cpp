@@ -1,3 +1,4 @@
+#include <cstdio>
 #include "audio/pcm.h"
 
 #include <cstring>
@@ -29,14 +30,17 @@ const char* optionalField(lua_State* L, int t, const char* key, T* out) {
     lua_pop(L, 1);
     return nullptr;
   }
-  const char* failed = nullptr;
+  // The message outlives the exception that carried it.
+  static thread_local char failed[sizeof(MPPConvException::m_msg)];
+  bool ok = true;
   try {
     read(L, -1, out);
   } catch (MPPConvException& e) {
-    failed = e.m_msg;
+    std::snprintf(failed, sizeof failed, "%s", e.m_msg);
+    ok = false;
   }
   lua_pop(L, 1);
-  return failed;
+  return ok ? nullptr : failed;
 }
 
 }  // namespace

@@ -185,7 +185,7 @@ FT_Error Font::open(const char* path, int pixels) {
 }
 
 void Font::close() {
-  m_glyphs.clear();
+  std::unordered_map<std::uint32_t, Glyph>().swap(m_glyphs);  // its buckets too: Lua frees the object unrun
   if (m_face) FT_Done_Face(m_face);
   if (m_library) FT_Done_FreeType(m_library);
   m_face = nullptr;

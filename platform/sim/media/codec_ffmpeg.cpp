@@ -386,6 +386,11 @@ public:
               std::vector<PicturePtr>* out) override {
         if (payload_ != PT_H264 && payload_ != PT_H265 && !jpeg_start_.feed(bytes, size)) return false;
         bool ok = true;
+        // The parser reads past what it is given: it takes a copy with the
+        // padding FFmpeg asks for.
+        padded_.assign(bytes, bytes + size);
+        padded_.resize(size + AV_INPUT_BUFFER_PADDING_SIZE, 0);
+        bytes = padded_.data();
         while (size > 0) {
             std::uint8_t* data = nullptr;
             int got = 0;
@@ -453,6 +458,7 @@ private:
 
     const AVCodec* codec_ = nullptr;
     AVCodecParserContext* parser_ = nullptr;
+    std::vector<std::uint8_t> padded_;  // the bytes fed, with the parser's padding
     AVCodecContext* ctx_ = nullptr;
     AVPacket* packet_ = nullptr;
     AVFrame* frame_ = nullptr;
