@@ -1,5 +1,5 @@
 // VideoFrame: a picture the platform lent to the module (a processing or
-// capture channel's output, later a decoder's or a display's), handed to
+// capture channel's output, a decoder's or a display's), handed to
 // scripts by every module that lends pictures, and given back exactly once.
 #pragma once
 
@@ -31,13 +31,15 @@ struct FrameLender {
 };
 
 /***
-A picture lent by the platform: a processing channel's output (`VPSSChannel:GetFrame`) or a
-captured picture (`VIChannel:GetFrame`).
+A picture lent by the platform: a processing channel's output (`VPSSChannel:GetFrame`), a
+captured picture (`VIChannel:GetFrame`), a decoded one (`VDECChannel:GetImage`), what a display
+layer shows (`VOLayer:GetScreenFrame`) or what a display channel shows (`VOChannel:GetFrame`).
 
 The platform wants its picture back: `Release` gives it back at once, and **when Lua collects
 the object, it is given back then**, exactly once either way. A channel lends only as many
-pictures as its depth (`VPSSChannel:SetDepth`, `VIChannel:SetFrameDepth`): release each one as
-soon as it is used, or the channel runs dry. The properties describe the picture and stay
+pictures as its depth (`VPSSChannel:SetDepth`, `VIChannel:SetFrameDepth`), a decoder as many
+as its picture buffers (`VDECChannel:GetVBCnt`): release each one as soon as it is used, or the
+channel runs dry (a decoder stops decoding). The properties describe the picture and stay
 readable after `Release`; its bytes do not.
 
 A frame is passed on with `VENCChannel:SendFrame`, `VPSSGroup:SendFrame` or
@@ -85,7 +87,8 @@ class VideoFrame : public RefCountedObjectType<int> {
   int get_Stride(lua_State* L) const;
 
   /*** Gives the picture back to the channel that lent it (`HI_MPI_VPSS_ReleaseChnFrame`,
-  `HI_MPI_VI_ReleaseFrame`, as the lender). Only the first call reaches the platform, whatever it
+  `HI_MPI_VI_ReleaseFrame`, `HI_MPI_VDEC_ReleaseImage`, `HI_MPI_VO_ReleaseScreenFrame` or
+  `HI_MPI_VO_ReleaseChnFrame`, as the lender). Only the first call reaches the platform, whatever it
   answered; the object then holds nothing.
   @function Release
   @treturn int 0 or the platform's error code (negative); 0 without a call once released

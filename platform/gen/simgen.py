@@ -176,7 +176,8 @@ class SimWriter:
             lines.append("    const bool ok_ = !c_.faulted();" if after else "")
             lines.append("    c_.ret_none();")
         else:
-            cast = "(%s)(intptr_t)c_.code()" % ret if "*" in ret else "(%s)c_.code()" % ret
+            # A failed call that answers an address answers none.
+            cast = "nullptr" if "*" in ret else "(%s)c_.code()" % ret
             lines.append("    %s r_ = c_.faulted() ? %s : h::%s(%s);" % (ret, cast, name, args))
             if after:
                 ok = "!c_.faulted() && r_ == 0" if ret == "HI_S32" else "!c_.faulted()"

@@ -17,6 +17,7 @@
 #include <map>
 
 #include "stored.h"
+#include "vdec_media.h"
 
 namespace sim {
 namespace {
@@ -157,13 +158,18 @@ HI_S32 HI_MPI_VDEC_CreateChn(VDEC_CHN chn, const VDEC_CHN_ATTR_S* attr) {
   return rc;
 }
 
-HI_S32 HI_MPI_VDEC_DestroyChn(VDEC_CHN chn) { return destroyChannel(kMod, channel(chn), chnKey(chn)); }
+HI_S32 HI_MPI_VDEC_DestroyChn(VDEC_CHN chn) {
+  HI_S32 rc = destroyChannel(kMod, channel(chn), chnKey(chn));
+  if (rc == HI_SUCCESS) vdec::forget(chn);
+  return rc;
+}
 
 HI_S32 HI_MPI_VDEC_ResetChn(VDEC_CHN chn) {
   Found f = channel(chn);
   if (!f.o) return f.rc;
   if (f.o->started)
     return refuse(fault(NOT_PERM), "VDEC channel %d receives a stream: stop it before resetting it", chn);
+  vdec::forget(chn);
   return HI_SUCCESS;
 }
 
@@ -178,18 +184,6 @@ HI_S32 HI_MPI_VDEC_StopRecvStream(VDEC_CHN chn) {
   Found f = channel(chn);
   if (!f.o) return f.rc;
   f.o->started = false;
-  return HI_SUCCESS;
-}
-
-// No stream is fed on the host: nothing is left to decode and nothing was
-// decoded; the reception flag follows Start and Stop.
-HI_S32 HI_MPI_VDEC_Query(VDEC_CHN chn, VDEC_CHN_STAT_S* stat) {
-  Found f = channel(chn);
-  if (!f.o) return f.rc;
-  if (!stat) return refuse(fault(NULL_PTR), "nowhere to write the status (null pointer)");
-  *stat = VDEC_CHN_STAT_S{};
-  stat->enType = attrOf(*f.o).enType;
-  stat->bStartRecvStream = f.o->started ? HI_TRUE : HI_FALSE;
   return HI_SUCCESS;
 }
 

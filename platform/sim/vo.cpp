@@ -19,6 +19,7 @@
 // shows; it is a binding source at (VOU, 0, 0), and disabling it under its
 // destinations is reported. Set... calls store what they accept and Get...
 // calls answer it, or the platform's defaults.
+#include "display.h"
 #include "stored.h"
 
 namespace sim {
@@ -90,12 +91,7 @@ Found shown(VO_LAYER l, VO_CHN chn) {
   return c;
 }
 
-// The device a layer shows on now: its own, or the one it was bound to.
-int deviceOf(VO_LAYER l) {
-  const Object* o = find(layerKey(l));
-  if (o && o->values.count("device")) return static_cast<int>(o->values.at("device"));
-  return ownDevice(l);
-}
+int deviceOf(VO_LAYER l) { return display::device_of(l); }
 
 bool deviceEnabled(int dev) {
   const Object* d = dev < 0 ? nullptr : find(devKey(dev));
@@ -134,29 +130,8 @@ HI_U32 interfacesOf(VO_DEV dev) {
   return 0xFFFFFFFFu;  // virtual and cascade devices drive no connector
 }
 
-struct Screen {
-  HI_U32 width, height;
-  bool interlaced;
-};
-
-// The picture of each named timing, in the timings' order.
-const Screen kScreens[VO_OUTPUT_USER] = {
-    {720, 576, true},    {720, 480, true},    {960, 576, true},    {960, 480, true},    {1920, 1080, false},
-    {1920, 1080, false}, {1920, 1080, false}, {1280, 720, false},  {1280, 720, false},  {1920, 1080, true},
-    {1920, 1080, true},  {1920, 1080, false}, {1920, 1080, false}, {720, 576, false},   {720, 480, false},
-    {640, 480, false},   {800, 600, false},   {1024, 768, false},  {1280, 1024, false}, {1366, 768, false},
-    {1440, 900, false},  {1280, 800, false},  {1680, 1050, false}, {1920, 2160, false}, {1600, 1200, false},
-    {1920, 1200, false}, {2560, 1440, false}, {2560, 1440, false}, {2560, 1600, false}, {3840, 2160, false},
-    {3840, 2160, false}, {3840, 2160, false}, {3840, 2160, false},
-};
-
-// A user timing's picture: its active area, both fields of an interlaced one.
-Screen screenOf(const VO_PUB_ATTR_S& a) {
-  if (a.enIntfSync != VO_OUTPUT_USER) return kScreens[a.enIntfSync];
-  const VO_SYNC_INFO_S& s = a.stSyncInfo;
-  bool interlaced = !s.bIop;
-  return {s.u16Hact, static_cast<HI_U32>(s.u16Vact) * (interlaced ? 2 : 1), interlaced};
-}
+using display::Screen;
+Screen screenOf(const VO_PUB_ATTR_S& a) { return display::screen_of(a); }
 
 bool standardDefinition(VO_INTF_SYNC_E s) { return s <= VO_OUTPUT_960H_NTSC; }
 
@@ -217,6 +192,22 @@ Found wbc(VO_WBC id) {
   if (id < 0 || id >= VO_MAX_WBC_NUM)
     return missing(refuse(HI_ERR_VO_INVALID_WBCID, "write-back %d outside [0, %d)", id, VO_MAX_WBC_NUM));
   return {&obtain(kVoWriteback), HI_SUCCESS};
+}
+
+// Channels set up for a larger picture than the layer now has: the call
+// goes through; what a board shows of them is not known (the simulator
+// shows the part that lies inside).
+void reportChannelsOutside(VO_LAYER l, const SIZE_S& image) {
+  for (const Key& k : objects(kMod)) {
+    VO_CHN_ATTR_S a;
+    if (k.dev != l || k.chn < 0 || !find(k)->get("ChnAttr", &a)) continue;
+    const RECT_S& r = a.stRect;
+    if (r.s32X + r.u32Width <= image.u32Width && r.s32Y + r.u32Height <= image.u32Height) continue;
+    finding("channel-outside-layer", label(k) + " has the window " + std::to_string(r.u32Width) + "x" +
+                                         std::to_string(r.u32Height) + " at (" + std::to_string(r.s32X) + ", " +
+                                         std::to_string(r.s32Y) + "), outside the layer's picture of " +
+                                         std::to_string(image.u32Width) + "x" + std::to_string(image.u32Height));
+  }
 }
 
 bool channelsEnabled(VO_LAYER l) {
@@ -347,6 +338,7 @@ HI_S32 HI_MPI_VO_SetVideoLayerAttr(VO_LAYER l, const VO_VIDEO_LAYER_ATTR_S* attr
   find(devKey(deviceOf(l)))->get("PubAttr", &pub);  // an enabled device has its timing
   if (HI_S32 bad = judgeLayerAttr(*attr, screenOf(pub))) return bad;
   o.o->put("LayerAttr", *attr);
+  reportChannelsOutside(l, attr->stImageSize);
   return HI_SUCCESS;
 }
 
@@ -496,6 +488,8 @@ HI_S32 HI_MPI_VO_DisableChn(VO_LAYER l, VO_CHN chn) {
     o->enabled = false;
     o->values.erase("paused");
     o->values.erase("hidden");
+    o->values.erase("steps");
+    display::forget(chnKey(l, chn));
   }
   return HI_SUCCESS;
 }
@@ -551,16 +545,21 @@ HI_S32 HI_MPI_VO_PauseChn(VO_LAYER l, VO_CHN chn) {
 
 HI_S32 HI_MPI_VO_ResumeChn(VO_LAYER l, VO_CHN chn) {
   Found c = shown(l, chn);
-  if (c.o) c.o->values.erase("paused");
+  if (c.o) {
+    c.o->values.erase("paused");
+    c.o->values.erase("steps");
+  }
   return c.rc;
 }
 
-// Stepping shows one frame of a paused channel.
+// Stepping shows the next picture of a paused channel.
 HI_S32 HI_MPI_VO_StepChn(VO_LAYER l, VO_CHN chn) {
   Found c = shown(l, chn);
   if (!c.o) return c.rc;
-  if (c.o->values.count("paused")) return HI_SUCCESS;
-  return refuse(fault(NOT_PERM), "VO layer %d channel %d is not paused: pause it before stepping", l, chn);
+  if (!c.o->values.count("paused"))
+    return refuse(fault(NOT_PERM), "VO layer %d channel %d is not paused: pause it before stepping", l, chn);
+  ++c.o->values["steps"];
+  return HI_SUCCESS;
 }
 
 HI_S32 HI_MPI_VO_RefreshChn(VO_LAYER l, VO_CHN chn) { return shown(l, chn).rc; }
@@ -599,15 +598,6 @@ HI_S32 HI_MPI_VO_GetZoomInWindow(VO_LAYER l, VO_CHN chn, VO_ZOOM_ATTR_S* zoom) {
   return load(kMod, channel(l, chn), "Zoom", zoom, VO_ZOOM_ATTR_S{});
 }
 
-// Nothing is shown on the host: no frame time stamp, no buffer in use.
-HI_S32 HI_MPI_VO_GetChnPts(VO_LAYER l, VO_CHN chn, HI_U64* pts) {
-  Found c = shown(l, chn);
-  if (!c.o) return c.rc;
-  if (!pts) return refuse(fault(NULL_PTR), "nowhere to write the time stamp (null pointer)");
-  *pts = 0;
-  return HI_SUCCESS;
-}
-
 HI_S32 HI_MPI_VO_QueryChnStat(VO_LAYER l, VO_CHN chn, VO_QUERY_STATUS_S* status) {
   Found c = channel(l, chn);
   if (!c.o) return c.rc;
@@ -619,7 +609,9 @@ HI_S32 HI_MPI_VO_QueryChnStat(VO_LAYER l, VO_CHN chn, VO_QUERY_STATUS_S* status)
 HI_S32 HI_MPI_VO_ClearChnBuffer(VO_LAYER l, VO_CHN chn, HI_BOOL all) {
   Found c = channel(l, chn);
   if (!c.o) return c.rc;
-  return checks(kMod).flag("clear all", all);
+  if (HI_S32 bad = checks(kMod).flag("clear all", all)) return bad;
+  display::forget(chnKey(l, chn));
+  return HI_SUCCESS;
 }
 
 HI_S32 HI_MPI_VO_SetChnBorder(VO_LAYER l, VO_CHN chn, const VO_BORDER_S* border) {
@@ -744,4 +736,38 @@ HI_S32 HI_MPI_VO_SetWbcDepth(VO_WBC id, HI_U32 depth) {
 HI_S32 HI_MPI_VO_GetWbcDepth(VO_WBC id, HI_U32* depth) { return load(kMod, wbc(id), "WbcDepth", depth, 0u); }
 
 }  // namespace h
+}  // namespace sim
+
+namespace sim {
+namespace display {
+
+// The picture and refresh rate of each named timing, in the timings' order.
+const Screen kScreens[VO_OUTPUT_USER] = {
+    {720, 576, true, 25},     {720, 480, true, 30},     {960, 576, true, 25},     {960, 480, true, 30},
+    {1920, 1080, false, 24},  {1920, 1080, false, 25},  {1920, 1080, false, 30},  {1280, 720, false, 50},
+    {1280, 720, false, 60},   {1920, 1080, true, 50},   {1920, 1080, true, 60},   {1920, 1080, false, 50},
+    {1920, 1080, false, 60},  {720, 576, false, 50},    {720, 480, false, 60},    {640, 480, false, 60},
+    {800, 600, false, 60},    {1024, 768, false, 60},   {1280, 1024, false, 60},  {1366, 768, false, 60},
+    {1440, 900, false, 60},   {1280, 800, false, 60},   {1680, 1050, false, 60},  {1920, 2160, false, 30},
+    {1600, 1200, false, 60},  {1920, 1200, false, 60},  {2560, 1440, false, 30},  {2560, 1440, false, 60},
+    {2560, 1600, false, 60},  {3840, 2160, false, 25},  {3840, 2160, false, 30},  {3840, 2160, false, 50},
+    {3840, 2160, false, 60},
+};
+
+// A user timing carries no rate: the device's frame rate says it
+// (SetDevFrameRate), 60 until set.
+Screen screen_of(const VO_PUB_ATTR_S& a) {
+  if (a.enIntfSync >= 0 && a.enIntfSync < VO_OUTPUT_USER) return kScreens[a.enIntfSync];
+  const VO_SYNC_INFO_S& s = a.stSyncInfo;
+  bool interlaced = !s.bIop;
+  return {s.u16Hact, static_cast<HI_U32>(s.u16Vact) * (interlaced ? 2 : 1), interlaced, 60};
+}
+
+int device_of(VO_LAYER l) {
+  const Object* o = find(layerKey(l));
+  if (o && o->values.count("device")) return static_cast<int>(o->values.at("device"));
+  return ownDevice(l);
+}
+
+}  // namespace display
 }  // namespace sim

@@ -96,6 +96,7 @@ struct PlatformUse {
   std::vector<Arg> args;
   int self;          // recipe index of the object used as self, -1 for statics
   std::string name;  // HI_MPI_* (or ioctl) journaled by the call
+  std::vector<int> argRecipes;  // per argument: recipe index of an object, -1 for other values
 };
 
 struct Model {

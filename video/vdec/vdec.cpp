@@ -72,7 +72,9 @@ void VDEC_Register(lua_State* L) {
       .addFunction<&VDECChannel::GetVBCnt>("GetVBCnt")
       .addFunction<&VDECChannel::SetVBCnt>("SetVBCnt")
       .addFunction<&VDECChannel::AttachVbPool>("AttachVbPool")
-      .addFunction<&VDECChannel::DetachVbPool>("DetachVbPool");
+      .addFunction<&VDECChannel::DetachVbPool>("DetachVbPool")
+      .addCFunction<&VDECChannel::SendStream>("SendStream")
+      .addCFunction<&VDECChannel::GetImage>("GetImage");
 
   beginClass<VDEC>(L, "VDEC")
       .addStaticProperty<&VDEC::get_MaxChannels>("MaxChannels")

@@ -1,6 +1,6 @@
 // Video decoding: decoder channels and the module-wide decoder parameters,
-// over the HI_MPI_VDEC_* calls. Streams are not fed from Lua; a decoder
-// channel reaches processing or display through a binding.
+// over the HI_MPI_VDEC_* calls. Scripts feed a channel its stream and take
+// the decoded pictures, or bind the channel to processing or display.
 #pragma once
 
 #include <lua.hpp>
@@ -31,9 +31,10 @@ TESSEL_DECLARE_STRUCT(VDEC_MOD_PARAM_S)
 /***
 Video decoding: `Tessel.VDEC` and its decoder channels.
 
-A decoder channel decodes H.264, H.265, JPEG and motion JPEG streams. Streams
-are not fed from Lua: a channel reaches processing or display through
-`Tessel.SYS.Bind`, as a source (`{"VDEC", 0, n}` or the channel object).
+A decoder channel decodes H.264, H.265, JPEG and motion JPEG streams. A script feeds it with
+`VDECChannel:SendStream`; the decoded pictures go to processing or display through
+`Tessel.SYS.Bind`, as a source (`{"VDEC", 0, n}` or the channel object), or, when the channel
+is bound to nothing, wait for `VDECChannel:GetImage`.
 @module vdec
 */
 namespace Tessel {
@@ -197,6 +198,42 @@ class VDECChannel : public Channel, public RefCountedObjectType<int> {
   @treturn int 0 or the platform's error code
   */
   int DetachVbPool() { return HI_MPI_VDEC_DetachVbPool(m_chnId); }
+  /*** Feeds stream bytes to the channel (`HI_MPI_VDEC_SendStream`, the structure pointing at the
+  string's own bytes). In "FRAME" mode each call carries whole pictures; in "STREAM" mode the
+  bytes may be cut anywhere. The stream waits in the channel's buffer (`u32BufSize`) until it
+  is decoded; when the buffer is full the call waits for room as long as `timeout` says.
+  @function SendStream
+  @string data the bytes (Annex B with start codes for H.264 and H.265, whole JPEG pictures
+  for JPEG and MJPEG); empty only to end the stream; another type raises
+  @tparam[opt] table info `pts` (an integer, microseconds; 0 when absent), `endOfFrame` and
+  `endOfStream` (Lua truth; false when absent): the structure's `u64PTS`, `bEndOfFrame` and
+  `bEndOfStream`. At the end of the stream the decoder gives out the pictures it still holds.
+  A value that is neither table nor nil raises, as does a `pts` that is no integer.
+  @int[opt=-1] timeout milliseconds to wait for room in the buffer: -1 as long as it takes,
+  0 not at all; given in place of `info` when that is left out
+  @return `true`, or `nil` and "Fail to send VDEC stream" with the code
+  @usage local f = assert(io.open("front-door.h264", "rb"))
+  while true do
+    local chunk = f:read(4096)
+    if not chunk then break end
+    assert(chn:SendStream(chunk, -1))
+  end
+  assert(chn:SendStream("", {endOfStream = true}))
+  */
+  int SendStream(lua_State* L);
+  /*** Takes the next decoded picture (`HI_MPI_VDEC_GetImage`), lent until the frame is released
+  (`HI_MPI_VDEC_ReleaseImage`). Pictures wait for `GetImage` while the channel is bound to
+  nothing; the channel holds no more of them than its picture buffers (`GetVBCnt`), lent ones
+  included, and stops decoding until one is released.
+  @function GetImage
+  @int[opt=-1] timeout milliseconds to wait for a picture: -1 as long as it takes, 0 not at all;
+  a value that is no integer raises
+  @treturn VideoFrame the picture, or `nil` and "Fail to get VDEC image" with the code
+  @usage local picture = assert(chn:GetImage(40))
+  local luma = picture:GetData():sub(1, picture.Width * picture.Height)
+  picture:Release()
+  */
+  int GetImage(lua_State* L);
 
   /*** Placeholder: accepts anything, calls nothing, returns nothing.
   @function GetUserData

@@ -1,10 +1,35 @@
 // VDECChannel: one decoder channel, addressed by its channel number.
 #include <strings.h>
 
+#include <cstring>
+
 #include "frame/methods.h"
+#include "frame/video_frame.h"
 #include "video/vdec/vdec.h"
 
 namespace Tessel {
+namespace {
+
+HI_S32 releaseImage(int, int chn, VIDEO_FRAME_INFO_S* frame) { return HI_MPI_VDEC_ReleaseImage(chn, frame); }
+
+// The fields of SendStream's info table, into the zeroed structure: pts an
+// integer, the flags by Lua truth. Raises for a pts that is no integer.
+void readStreamInfo(lua_State* L, int idx, VDEC_STREAM_S* stream) {
+  lua_getfield(L, idx, "pts");
+  if (!lua_isnil(L, -1)) {
+    int exact = 0;
+    lua_Integer pts = lua_tointegerx(L, -1, &exact);
+    if (!exact) luaL_argerror(L, idx, "pts must be an integer");
+    stream->u64PTS = static_cast<HI_U64>(pts);
+  }
+  lua_getfield(L, idx, "endOfFrame");
+  stream->bEndOfFrame = lua_toboolean(L, -1) ? HI_TRUE : HI_FALSE;
+  lua_getfield(L, idx, "endOfStream");
+  stream->bEndOfStream = lua_toboolean(L, -1) ? HI_TRUE : HI_FALSE;
+  lua_pop(L, 3);
+}
+
+}  // namespace
 
 // Going away stops reception whoever made the object; only the creator
 // destroys the channel.
@@ -143,6 +168,35 @@ int VDECChannel::GetVBCnt() {
 int VDECChannel::AttachVbPool(int picture, int motionVectors) {
   VDEC_CHN_POOL_S pools = {static_cast<VB_POOL>(picture), static_cast<VB_POOL>(motionVectors)};
   return HI_MPI_VDEC_AttachVbPool(m_chnId, &pools);
+}
+
+// SendStream(data [, info] [, timeout]): a number in info's place is the
+// timeout. The structure points at the string's bytes, which stay on the
+// stack for the call.
+int VDECChannel::SendStream(lua_State* L) {
+  luaL_checktype(L, 2, LUA_TSTRING);
+  VDEC_STREAM_S stream;
+  std::memset(&stream, 0, sizeof stream);
+  size_t length = 0;
+  stream.pu8Addr = reinterpret_cast<HI_U8*>(const_cast<char*>(lua_tolstring(L, 2, &length)));
+  stream.u32Len = static_cast<HI_U32>(length);
+  int timeoutAt = 4;
+  if (lua_type(L, 3) == LUA_TNUMBER) {
+    timeoutAt = 3;
+  } else if (lua_type(L, 3) == LUA_TTABLE) {
+    readStreamInfo(L, 3, &stream);
+  } else if (!lua_isnoneornil(L, 3)) {
+    luaL_checktype(L, 3, LUA_TTABLE);
+  }
+  HI_S32 timeout = timeoutArg(L, timeoutAt);
+  return pushStatus(L, HI_MPI_VDEC_SendStream(m_chnId, &stream, timeout), "Fail to send VDEC stream", __func__,
+                    __LINE__);
+}
+
+int VDECChannel::GetImage(lua_State* L) {
+  HI_S32 timeout = timeoutArg(L, 2);
+  return pushLentFrame(L, FrameLender{&releaseImage, 0, m_chnId}, "Fail to get VDEC image", __func__, __LINE__,
+                       [&](VIDEO_FRAME_INFO_S* frame) { return HI_MPI_VDEC_GetImage(m_chnId, frame, timeout); });
 }
 
 }  // namespace Tessel

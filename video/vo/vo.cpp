@@ -4,10 +4,13 @@
 
 #include "frame/methods.h"
 #include "frame/modules.h"
+#include "frame/video_frame.h"
 #include "video/vo/vo.h"
 
 namespace Tessel {
 namespace {
+
+HI_S32 releaseScreen(int layer, int, VIDEO_FRAME_INFO_S* frame) { return HI_MPI_VO_ReleaseScreenFrame(layer, frame); }
 
 // Numbers of one kind: count of them from base; out of range (taken as
 // unsigned) writes a diagnostic line under the getter's name.
@@ -203,6 +206,14 @@ int VOLayer::UnBind(lua_State* L) {
   return 2;
 }
 
+int VOLayer::GetScreenFrame(lua_State* L) {
+  HI_S32 timeout = timeoutArg(L, 2);
+  return pushLentFrame(L, FrameLender{&releaseScreen, m_layerId, 0}, "Fail to get VO screen frame", __func__,
+                       __LINE__, [&](VIDEO_FRAME_INFO_S* frame) {
+                         return HI_MPI_VO_GetScreenFrame(m_layerId, frame, timeout);
+                       });
+}
+
 int VOLayer::Nothing(lua_State* L) {
   lua_pushnil(L);
   return 1;
@@ -253,7 +264,8 @@ void VO_Register(lua_State* L) {
       .addFunction<&VOLayer::SetDispBufLen>("SetDispBufLen")
       .addFunction<&VOLayer::GetDispBufLen>("GetDispBufLen")
       .addCFunction<&VOLayer::Bind>("Bind")
-      .addCFunction<&VOLayer::UnBind>("UnBind");
+      .addCFunction<&VOLayer::UnBind>("UnBind")
+      .addCFunction<&VOLayer::GetScreenFrame>("GetScreenFrame");
 
   registerOutputChannels(L);
 

@@ -341,6 +341,18 @@ class VOLayer : public RefCountedObjectType<int> {
   "Invalid VO device object" or "Invalid VO device object or VO device ID" for a bad argument
   */
   int UnBind(lua_State* L);
+  /*** Takes the picture the layer shows (`HI_MPI_VO_GetScreenFrame`): its enabled channels
+  composed at the layer's picture size (`stImageSize`), lent until the frame is released
+  (`HI_MPI_VO_ReleaseScreenFrame`).
+  @function GetScreenFrame
+  @int[opt=-1] timeout milliseconds to wait: -1 as long as it takes, 0 not at all; a value that
+  is no integer raises
+  @treturn VideoFrame the picture, or `nil` and "Fail to get VO screen frame" with the code
+  @usage local screen = assert(layer:GetScreenFrame(100))
+  print(screen.Width, screen.Height)
+  screen:Release()
+  */
+  int GetScreenFrame(lua_State* L);
 
   /*** Placeholder: accepts anything, calls nothing, returns nothing (the colour space is not
   settable through this module).
@@ -571,6 +583,18 @@ class VOChannel : public Channel, public RefCountedObjectType<int> {
   (`HI_ERR_VO_NULL_PTR`, as if no frame were given) without a platform call
   */
   int SendFrame(lua_State* L);
+  /*** Takes the picture the channel shows (`HI_MPI_VO_GetChnFrame`), as it was given to the
+  channel (bound or sent, before it is scaled into the window), lent until the frame is
+  released (`HI_MPI_VO_ReleaseChnFrame`).
+  @function GetFrame
+  @int[opt=-1] timeout milliseconds to wait while the channel has shown nothing yet: -1 as long
+  as it takes, 0 not at all; a value that is no integer raises
+  @treturn VideoFrame the picture, or `nil` and "Fail to get VO channel frame" with the code
+  @usage local shown = assert(chn:GetFrame(0))
+  print(shown.Width, shown.Height, shown.Pts)
+  shown:Release()
+  */
+  int GetFrame(lua_State* L);
 };
 
 /***

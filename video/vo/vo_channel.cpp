@@ -7,6 +7,11 @@
 #include "video/vo/vo.h"
 
 namespace Tessel {
+namespace {
+
+HI_S32 releaseShown(int layer, int chn, VIDEO_FRAME_INFO_S* frame) { return HI_MPI_VO_ReleaseChnFrame(layer, chn, frame); }
+
+}  // namespace
 
 int VOChannel::SetAttr(lua_State* L) {
   if (lua_type(L, 2) != LUA_TTABLE) return TESSEL_FAIL(L, "Invalid attr table");
@@ -175,6 +180,14 @@ int VOChannel::SendFrame(lua_State* L) {
   });
 }
 
+int VOChannel::GetFrame(lua_State* L) {
+  HI_S32 timeout = timeoutArg(L, 2);
+  return pushLentFrame(L, FrameLender{&releaseShown, m_devId, m_chnId}, "Fail to get VO channel frame", __func__,
+                       __LINE__, [&](VIDEO_FRAME_INFO_S* frame) {
+                         return HI_MPI_VO_GetChnFrame(m_devId, m_chnId, frame, timeout);
+                       });
+}
+
 void registerOutputChannels(lua_State* L) {
   beginClass<VOChannel, Channel>(L, "VOChannel")
       .addProperty<&VOChannel::get_LayerID>("LayerID")
@@ -207,7 +220,8 @@ void registerOutputChannels(lua_State* L) {
       .addCFunction<&VOChannel::GetBorder>("GetBorder")
       .addFunction<&VOChannel::SetReceiveThreshold>("SetReceiveThreshold")
       .addFunction<&VOChannel::GetReceiveThreshold>("GetReceiveThreshold")
-      .addCFunction<&VOChannel::SendFrame>("SendFrame");
+      .addCFunction<&VOChannel::SendFrame>("SendFrame")
+      .addCFunction<&VOChannel::GetFrame>("GetFrame");
   registerWriteBack(L);
 }
 

@@ -186,7 +186,7 @@ extern "C" void * HI_MPI_SYS_Mmap(HI_U32 u32PhyAddr, HI_U32 u32Size) {
     sim::Call c_("HI_MPI_SYS_Mmap", 2);
     c_.num(0, (long long)u32PhyAddr);
     c_.num(1, (long long)u32Size);
-    void * r_ = c_.faulted() ? (void *)(intptr_t)c_.code() : h::HI_MPI_SYS_Mmap(u32PhyAddr, u32Size);
+    void * r_ = c_.faulted() ? nullptr : h::HI_MPI_SYS_Mmap(u32PhyAddr, u32Size);
     c_.ret_ptr(r_);
     return r_;
 }
@@ -195,7 +195,7 @@ extern "C" void * HI_MPI_SYS_MmapCache(HI_U32 u32PhyAddr, HI_U32 u32Size) {
     sim::Call c_("HI_MPI_SYS_MmapCache", 2);
     c_.num(0, (long long)u32PhyAddr);
     c_.num(1, (long long)u32Size);
-    void * r_ = c_.faulted() ? (void *)(intptr_t)c_.code() : h::HI_MPI_SYS_MmapCache(u32PhyAddr, u32Size);
+    void * r_ = c_.faulted() ? nullptr : h::HI_MPI_SYS_MmapCache(u32PhyAddr, u32Size);
     c_.ret_ptr(r_);
     return r_;
 }

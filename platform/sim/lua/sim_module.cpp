@@ -3,15 +3,23 @@
 // Lua errors longjmp through these functions (the interpreter is C), so no
 // object with a destructor is alive while a Lua API call can raise: arguments
 // are converted first, journal data is read by reference.
+#include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <string>
+#include <vector>
 
 extern "C" {
 #include <lauxlib.h>
 #include <lua.h>
 }
 
+#ifdef TESSEL_SIM_PNG
+#include <png.h>
+#endif
+
+#include "display.h"
+#include "media/audio.h"
 #include "media/media.h"
 #include "sim/sim.h"
 
@@ -289,25 +297,54 @@ bool target_of(lua_State* L, int idx, sim::Key* k) {
     return true;
 }
 
-// sim.source(target, path | nil) -> true, or nil and why: the target
-// (a capture channel) plays the file instead of its own picture.
+// Runs fn under the simulator's lock; copies the reason of a refusal into
+// buf (a Lua error must not cross the std::string).
+template <class Fn>
+bool under_lock(Fn fn, char* buf, size_t cap) {
+    std::string why;
+    sim::enter();
+    const bool ok = fn(&why);
+    sim::leave();
+    const size_t n = why.size() < cap - 1 ? why.size() : cap - 1;
+    std::memcpy(buf, why.data(), n);
+    buf[n] = 0;
+    return ok;
+}
+
+// sim.source(target, what): what an input captures instead of its own
+// picture or sound. target is a channel object or {module, device,
+// channel}. A capture channel takes a video file (nil: its test pattern
+// again); an audio input ({"AI", dev, chn}) takes an audio file, or
+// {frequency = hertz, level = dBFS} for a tone (nil: the default 1 kHz at
+// -12 dBFS). Raises when the target takes no source or the file is unusable.
 int l_source(lua_State* L) {
     sim::Key k{0, 0, 0};
     luaL_argcheck(L, target_of(L, 1, &k), 1, "a channel object or {module, device, channel}");
-    const char* path = luaL_optstring(L, 2, nullptr);
     char why[512];
-    sim::enter();
-    std::string error;
-    const bool ok = sim::media::set_file_source(sim::address(k), path, &error);
-    std::snprintf(why, sizeof why, "%s", error.c_str());
-    sim::leave();
-    if (ok) {
-        lua_pushboolean(L, 1);
-        return 1;
+    bool ok;
+    if (k.mod == HI_ID_AI && !lua_isstring(L, 2)) {
+        double f = 1000, level = -12;
+        if (lua_istable(L, 2)) {
+            lua_getfield(L, 2, "frequency");
+            lua_getfield(L, 2, "level");
+            f = luaL_optnumber(L, -2, 1000);
+            level = luaL_optnumber(L, -1, -12);
+            lua_pop(L, 2);
+        } else {
+            luaL_argcheck(L, lua_isnoneornil(L, 2), 2, "a path, a tone table or nil");
+        }
+        ok = under_lock([&](std::string* w) { return sim::media::set_tone(k, f, level, w); }, why, sizeof why);
+    } else {
+        const char* path = luaL_optstring(L, 2, nullptr);
+        ok = under_lock(
+            [&](std::string* w) {
+                return k.mod == HI_ID_AI ? sim::media::set_audio_file(k, path, w)
+                                         : sim::media::set_file_source(sim::address(k), path, w);
+            },
+            why, sizeof why);
     }
-    lua_pushnil(L);
-    lua_pushstring(L, why);
-    return 2;
+    if (!ok) return luaL_error(L, "sim.source: %s", why);
+    return 0;
 }
 
 // sim.codecs() -> "ffmpeg" when real codecs are built in, else "stand-in".
@@ -316,11 +353,129 @@ int l_codecs(lua_State* L) {
     return 1;
 }
 
+// ---- screenshots ----------------------------------------------------------------
+
+// The picture as 8-bit RGB rows (BT.601 video range, chroma V before U).
+std::vector<unsigned char> rgb_of(const sim::media::Picture& p) {
+    std::vector<unsigned char> rgb(static_cast<size_t>(p.width) * p.height * 3);
+    const unsigned per = p.height / p.rows[1];
+    for (unsigned y = 0; y < p.height; ++y) {
+        const unsigned char* luma = p.plane(0) + static_cast<size_t>(y) * p.stride[0];
+        const unsigned char* chroma = p.plane(1) + static_cast<size_t>(y / per) * p.stride[1];
+        unsigned char* out = &rgb[static_cast<size_t>(y) * p.width * 3];
+        for (unsigned x = 0; x < p.width; ++x) {
+            const int c = 298 * (luma[x] - 16), v = chroma[x & ~1u] - 128, u = chroma[(x & ~1u) + 1] - 128;
+            const int rgb3[3] = {(c + 409 * v + 128) >> 8, (c - 100 * u - 208 * v + 128) >> 8, (c + 516 * u + 128) >> 8};
+            for (int i = 0; i < 3; ++i) out[3 * x + i] = static_cast<unsigned char>(rgb3[i] < 0 ? 0 : rgb3[i] > 255 ? 255 : rgb3[i]);
+        }
+    }
+    return rgb;
+}
+
+#ifdef TESSEL_SIM_PNG
+bool write_png(const char* path, unsigned width, unsigned height, const std::vector<unsigned char>& rgb,
+               std::string* why) {
+    FILE* f = std::fopen(path, "wb");
+    if (!f) {
+        *why = std::string("cannot write ") + path + ": " + std::strerror(errno);
+        return false;
+    }
+    png_structp png = png_create_write_struct(PNG_LIBPNG_VER_STRING, nullptr, nullptr, nullptr);
+    png_infop info = png ? png_create_info_struct(png) : nullptr;
+    if (!info || setjmp(png_jmpbuf(png))) {
+        png_destroy_write_struct(&png, info ? &info : nullptr);
+        std::fclose(f);
+        *why = std::string("libpng failed writing ") + path;
+        return false;
+    }
+    png_init_io(png, f);
+    png_set_compression_level(png, 1);
+    png_set_IHDR(png, info, width, height, 8, PNG_COLOR_TYPE_RGB, PNG_INTERLACE_NONE, PNG_COMPRESSION_TYPE_DEFAULT,
+                 PNG_FILTER_TYPE_DEFAULT);
+    png_write_info(png, info);
+    for (unsigned y = 0; y < height; ++y)
+        png_write_row(png, const_cast<png_bytep>(&rgb[static_cast<size_t>(y) * width * 3]));
+    png_write_end(png, nullptr);
+    png_destroy_write_struct(&png, &info);
+    if (std::fclose(f) != 0) {
+        *why = std::string("cannot write ") + path + ": " + std::strerror(errno);
+        return false;
+    }
+    return true;
+}
+#endif
+
+// Writes what device dev shows (hdmi: the device the HDMI output carries)
+// as a PNG; no Lua call happens in here. False with the reason in why.
+bool screenshot(int dev, bool hdmi, const char* path, unsigned* width, unsigned* height, char* why, size_t cap) {
+    std::string reason;
+    sim::media::PicturePtr pic;
+    sim::enter();
+    sim::media::pump();
+    if (hdmi) dev = sim::display::hdmi_device(&reason);
+    if (dev >= 0) pic = sim::display::device_picture(dev, &reason);
+    sim::leave();
+    bool ok = pic != nullptr;
+#ifdef TESSEL_SIM_PNG
+    if (ok) ok = write_png(path, pic->width, pic->height, rgb_of(*pic), &reason);
+#else
+    (void)path;
+    reason = "this simulator was built without libpng (Debian: libpng-dev)";
+    ok = false;
+#endif
+    if (ok) {
+        *width = pic->width;
+        *height = pic->height;
+    }
+    std::snprintf(why, cap, "%s", reason.c_str());
+    return ok;
+}
+
+// sim.screenshot(device, path) -> width, height: device is a VODevice, a
+// device number, or "HDMI" (the picture the HDMI output carries).
+int l_screenshot(lua_State* L) {
+    int dev = -1;
+    bool hdmi = false;
+    if (lua_type(L, 1) == LUA_TNUMBER) {
+        dev = static_cast<int>(luaL_checkinteger(L, 1));
+    } else if (lua_type(L, 1) == LUA_TSTRING && std::strcmp(lua_tostring(L, 1), "HDMI") == 0) {
+        hdmi = true;
+    } else if (lua_type(L, 1) == LUA_TUSERDATA) {
+        lua_getfield(L, 1, "DID");
+        luaL_argcheck(L, lua_isinteger(L, -1), 1, "VODevice expected");
+        dev = static_cast<int>(lua_tointeger(L, -1));
+        lua_pop(L, 1);
+    } else {
+        luaL_argerror(L, 1, "VODevice, device number or \"HDMI\" expected");
+    }
+    const char* path = luaL_checkstring(L, 2);
+    char why[512];
+    unsigned width = 0, height = 0;
+    if (!screenshot(dev, hdmi, path, &width, &height, why, sizeof why)) return luaL_error(L, "sim.screenshot: %s", why);
+    lua_pushinteger(L, width);
+    lua_pushinteger(L, height);
+    return 2;
+}
+
+// sim.record(target, path | nil): writes what {"AO", dev, chn} plays into a
+// WAV file; nil finishes it.
+int l_record(lua_State* L) {
+    sim::Key k{0, 0, 0};
+    luaL_argcheck(L, target_of(L, 1, &k), 1, "a channel object or {module, device, channel}");
+    if (k.mod != HI_ID_AO) return luaL_error(L, "sim.record: only audio outputs ({\"AO\", dev, chn}) record");
+    const char* path = luaL_optstring(L, 2, "");
+    char why[256];
+    if (!under_lock([&](std::string* w) { return sim::media::set_recording(k, path, w); }, why, sizeof why))
+        return luaL_error(L, "sim.record: %s", why);
+    return 0;
+}
+
 const luaL_Reg kFunctions[] = {
     {"reset", l_reset}, {"calls", l_calls}, {"clear", l_clear},
     {"fail", l_fail},   {"dot", l_dot},     {"journal", l_journal},
     {"check", l_check}, {"strict", l_strict}, {"clock", l_clock},
-    {"now", l_now},     {"codecs", l_codecs}, {"source", l_source}, {nullptr, nullptr},
+    {"now", l_now},     {"codecs", l_codecs}, {"source", l_source}, {"screenshot", l_screenshot},
+    {"record", l_record}, {nullptr, nullptr},
 };
 
 }  // namespace

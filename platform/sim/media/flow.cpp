@@ -96,12 +96,19 @@ std::int64_t due_next() {
     return next;
 }
 
+constexpr int kVirtualSteps = 1000;
+
 bool wait_for(const std::function<bool()>& ready, int timeout_ms) {
     pump();
     if (ready()) return true;
     if (timeout_ms == 0) return false;
     const std::int64_t deadline = timeout_ms < 0 ? INT64_MAX : now() + static_cast<std::int64_t>(timeout_ms) * 1000;
+    // In virtual time a wait that sees nothing arrive in this many steps
+    // (half a minute of pictures) ends as a timeout would, rather than
+    // running the sources for ever on behalf of something nothing feeds.
+    int steps = kVirtualSteps;
     for (;;) {
+        if (clock() == Clock::Virtual && --steps < 0) return false;
         const std::int64_t due = due_next();
         // Nothing will ever come: a virtual wait without limit ends here.
         if (due == INT64_MAX && (deadline == INT64_MAX || clock() == Clock::Virtual)) {

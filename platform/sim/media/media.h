@@ -176,8 +176,9 @@ void pump();
 // When the next thing is due (INT64_MAX: nothing).
 std::int64_t due_next();
 // Waits until ready() or until timeout_ms passes (-1: no limit, 0: no wait),
-// pumping the sources; virtual time jumps from one due moment to the next.
-// True when ready.
+// pumping the sources; virtual time jumps from one due moment to the next,
+// and a virtual wait that sees nothing come in 1000 of them gives up (nothing
+// feeds what it waits for). True when ready.
 bool wait_for(const std::function<bool()>& ready, int timeout_ms);
 
 // ---- descriptors --------------------------------------------------------------------

@@ -1,0 +1,426 @@
+// What the display shows. A channel shows the latest picture it was given,
+// bound or sent (a paused one keeps its picture, and takes one more for each
+// step). Nothing is drawn until someone looks (a screenshot, GetScreenFrame,
+// a write-back tick): a layer then composes its enabled, shown channels at
+// their windows (stRect, moved by SetChnDispPos, cropped by the zoom window)
+// in priority order onto its picture (stImageSize), and a device composes
+// its enabled layers at their display rectangles onto a screen of its
+// timing's size, filled with its background colour. The write-back is a
+// source ticking at the display's rate while its destinations take
+// pictures: it composes its device or layer at its target size and frame
+// rate and hands the picture on (to an encoder, for a screen recording).
+#include <algorithm>
+#include <climits>
+#include <cstring>
+#include <map>
+#include <string>
+#include <tuple>
+#include <vector>
+
+#include "display.h"
+#include "media/media.h"
+#include "stored.h"
+
+namespace sim {
+namespace {
+
+constexpr int kMod = HI_ID_VOU;
+const Key kWbcOutput{kMod, 0, 0};  // the write-back as a binding source
+const Key kHdmi{HI_ID_HDMI, 0, 0};
+
+Key devKey(VO_DEV dev) { return Key{kVoDevices, dev, -1}; }
+Key layerKey(VO_LAYER layer) { return Key{kMod, layer, -1}; }
+
+std::map<Key, media::PicturePtr> g_shown;  // by channel
+const bool g_reset = (on_reset([] { g_shown.clear(); }), true);
+
+// ---- drawing ----------------------------------------------------------------------
+
+struct Area {
+  long long x, y, w, h;
+};
+
+// A colour 0xRRGGBB in the platform's video range (BT.601).
+void fill(media::Picture& p, HI_U32 rgb) {
+  const int r = (rgb >> 16) & 0xFF, g = (rgb >> 8) & 0xFF, b = rgb & 0xFF;
+  const std::uint8_t y = static_cast<std::uint8_t>(16 + ((66 * r + 129 * g + 25 * b + 128) >> 8));
+  const std::uint8_t u = static_cast<std::uint8_t>(128 + ((-38 * r - 74 * g + 112 * b + 128) >> 8));
+  const std::uint8_t v = static_cast<std::uint8_t>(128 + ((112 * r - 94 * g - 18 * b + 128) >> 8));
+  std::memset(p.plane(0), y, p.offset[1]);
+  std::uint8_t* c = p.plane(1);
+  const std::size_t pairs = (p.data.size() - p.offset[1]) / 2;
+  for (std::size_t i = 0; i < pairs; ++i) {
+    c[2 * i] = v;  // V before U
+    c[2 * i + 1] = u;
+  }
+}
+
+// Scales the crop of src into the area `to` of dst, sample by nearest
+// sample, clipped to dst; chroma goes in pairs, so the area is taken at
+// even positions and sizes.
+void blit(const media::Picture& src, const Area& crop, media::Picture& dst, Area to) {
+  to.x &= ~1LL;
+  to.y &= ~1LL;
+  to.w &= ~1LL;
+  to.h &= ~1LL;
+  if (to.w <= 0 || to.h <= 0 || crop.w <= 0 || crop.h <= 0) return;
+  const long long x0 = std::max(to.x, 0LL), x1 = std::min(to.x + to.w, static_cast<long long>(dst.width) & ~1LL);
+  const long long y0 = std::max(to.y, 0LL), y1 = std::min(to.y + to.h, static_cast<long long>(dst.height));
+  if (x0 >= x1 || y0 >= y1) return;
+  static std::vector<std::uint32_t> xs;  // source column of each destination column
+  xs.resize(static_cast<std::size_t>(x1 - x0));
+  for (long long x = x0; x < x1; ++x) xs[x - x0] = static_cast<std::uint32_t>(crop.x + (x - to.x) * crop.w / to.w);
+  const std::size_t n = xs.size();
+  const bool copy = crop.w == to.w, half = crop.w == 2 * to.w;
+  for (long long y = y0; y < y1; ++y) {
+    const long long sy = crop.y + (y - to.y) * crop.h / to.h;
+    const std::uint8_t* s = src.plane(0) + sy * src.stride[0];
+    std::uint8_t* d = dst.plane(0) + y * dst.stride[0] + x0;
+    if (copy) {
+      std::memcpy(d, s + xs[0], n);
+    } else if (half) {
+      const std::uint8_t* s0 = s + xs[0];
+      for (std::size_t i = 0; i < n; ++i) d[i] = s0[2 * i];
+    } else {
+      for (std::size_t i = 0; i < n; ++i) d[i] = s[xs[i]];
+    }
+  }
+  // Chroma rows as the formats have them: one per luma row or per two.
+  const long long dstPer = dst.height / dst.rows[1], srcPer = src.height / src.rows[1];
+  for (long long r = y0 / dstPer; r < (y1 + dstPer - 1) / dstPer; ++r) {
+    const long long sy = (crop.y + (r * dstPer - to.y) * crop.h / to.h) / srcPer;
+    const std::uint16_t* s = reinterpret_cast<const std::uint16_t*>(src.plane(1) + sy * src.stride[1]);
+    std::uint16_t* d = reinterpret_cast<std::uint16_t*>(dst.plane(1) + r * dst.stride[1] + x0);
+    for (std::size_t i = 0; i < n / 2; ++i) d[i] = s[xs[2 * i] / 2];
+  }
+}
+
+// The part of a channel's picture its zoom window shows (the whole picture
+// when none is set).
+Area cropOf(const Object& o, const media::Picture& pic) {
+  Area whole{0, 0, pic.width, pic.height};
+  VO_ZOOM_ATTR_S zoom;
+  if (!o.get("Zoom", &zoom)) return whole;
+  Area a = whole;
+  if (zoom.enZoomType == VOU_ZOOM_IN_RECT) {
+    const RECT_S& r = zoom.stZoomRect;
+    if (r.u32Width == 0 || r.u32Height == 0) return whole;
+    a = {r.s32X, r.s32Y, r.u32Width, r.u32Height};
+  } else {
+    const VO_ZOOM_RATIO_S& r = zoom.stZoomRatio;
+    if (r.u32WRatio == 0 || r.u32HRatio == 0) return whole;
+    a = {pic.width * r.u32XRatio / 1000, pic.height * r.u32YRatio / 1000, pic.width * r.u32WRatio / 1000,
+         pic.height * r.u32HRatio / 1000};
+  }
+  a.x = std::min(std::max(a.x, 0LL), whole.w - 1);
+  a.y = std::min(std::max(a.y, 0LL), whole.h - 1);
+  a.w = std::min(a.w, whole.w - a.x);
+  a.h = std::min(a.h, whole.h - a.y);
+  return a.w > 0 && a.h > 0 ? a : whole;
+}
+
+// Draws layer l's enabled, shown channels in priority order (equal
+// priorities by channel number, higher on top), the layer's picture mapped
+// onto the area `onto` of out.
+void drawLayer(VO_LAYER l, const VO_VIDEO_LAYER_ATTR_S& la, media::Picture& out, const Area& onto) {
+  std::vector<std::tuple<HI_U32, int, Key>> order;
+  for (const Key& k : objects(kMod)) {
+    if (k.dev != l || k.chn < 0) continue;
+    const Object* o = find(k);
+    VO_CHN_ATTR_S a;
+    if (!o->enabled || o->values.count("hidden") || !g_shown.count(k) || !o->get("ChnAttr", &a)) continue;
+    order.emplace_back(a.u32Priority, k.chn, k);
+  }
+  std::sort(order.begin(), order.end());
+  const long long iw = la.stImageSize.u32Width ? la.stImageSize.u32Width : 1;
+  const long long ih = la.stImageSize.u32Height ? la.stImageSize.u32Height : 1;
+  for (const auto& entry : order) {
+    const Key& k = std::get<2>(entry);
+    const Object* o = find(k);
+    VO_CHN_ATTR_S a;
+    o->get("ChnAttr", &a);
+    POINT_S pos{a.stRect.s32X, a.stRect.s32Y};
+    o->get("DispPos", &pos);
+    const media::Picture& pic = *g_shown[k];
+    const Area to{onto.x + pos.s32X * onto.w / iw, onto.y + pos.s32Y * onto.h / ih, a.stRect.u32Width * onto.w / iw,
+                  a.stRect.u32Height * onto.h / ih};
+    blit(pic, cropOf(*o, pic), out, to);
+  }
+}
+
+HI_U32 backgroundOf(int dev) {
+  const Object* d = dev < 0 ? nullptr : find(devKey(dev));
+  VO_PUB_ATTR_S pub{};
+  return d && d->get("PubAttr", &pub) ? pub.u32BgColor : 0;
+}
+
+// Device dev's screen composed at width x height; null with the reason when
+// the device shows nothing.
+media::MutablePicture composeDevice(int dev, std::uint32_t width, std::uint32_t height, PIXEL_FORMAT_E format,
+                                    std::string* why) {
+  const Object* d = dev >= 0 && dev < VO_MAX_DEV_NUM ? find(devKey(dev)) : nullptr;
+  VO_PUB_ATTR_S pub;
+  if (!d || !d->enabled || !d->get("PubAttr", &pub)) {
+    *why = "VO device " + std::to_string(dev) + " is not enabled";
+    return nullptr;
+  }
+  const display::Screen screen = display::screen_of(pub);
+  auto out = media::Picture::make(width ? width : screen.width, height ? height : screen.height, format);
+  if (!out || !screen.width || !screen.height) {
+    *why = "VO device " + std::to_string(dev) + " has no picture to show";
+    return nullptr;
+  }
+  fill(*out, pub.u32BgColor);
+  std::vector<std::tuple<HI_U32, int>> layers;
+  for (VO_LAYER l = 0; l < VO_MAX_LAYER_NUM; ++l) {
+    const Object* o = find(layerKey(l));
+    if (!o || !o->enabled || display::device_of(l) != dev) continue;
+    HI_U32 priority = 0;
+    o->get("Priority", &priority);
+    layers.emplace_back(priority, l);
+  }
+  std::sort(layers.begin(), layers.end());
+  const long long sw = screen.width, sh = screen.height;
+  for (const auto& entry : layers) {
+    VO_VIDEO_LAYER_ATTR_S la;
+    if (!find(layerKey(std::get<1>(entry)))->get("LayerAttr", &la)) continue;
+    const RECT_S& r = la.stDispRect;
+    const Area onto{r.s32X * out->width / sw, r.s32Y * out->height / sh, r.u32Width * out->width / sw,
+                    r.u32Height * out->height / sh};
+    drawLayer(std::get<1>(entry), la, *out, onto);
+  }
+  return out;
+}
+
+// Layer l alone at width x height (its picture size when 0), on its device's
+// background colour; null when it is not enabled.
+media::MutablePicture composeLayer(VO_LAYER l, std::uint32_t width, std::uint32_t height, PIXEL_FORMAT_E format) {
+  const Object* o = find(layerKey(l));
+  VO_VIDEO_LAYER_ATTR_S la;
+  if (!o || !o->enabled || !o->get("LayerAttr", &la)) return nullptr;
+  auto out = media::Picture::make(width ? width : la.stImageSize.u32Width,
+                                  height ? height : la.stImageSize.u32Height, format);
+  if (!out) return nullptr;
+  fill(*out, backgroundOf(display::device_of(l)));
+  drawLayer(l, la, *out, Area{0, 0, out->width, out->height});
+  return out;
+}
+
+// ---- channels ---------------------------------------------------------------------
+
+// A paused channel takes a picture only for a step asked of it.
+bool takes(const Object& o) {
+  if (!o.enabled) return false;
+  if (!o.values.count("paused")) return true;
+  auto steps = o.values.find("steps");
+  return steps != o.values.end() && steps->second > 0;
+}
+
+void show(Key at, const media::PicturePtr& pic) {
+  Object* o = find(at);
+  if (!o || !takes(*o)) return;
+  auto steps = o->values.find("steps");
+  if (o->values.count("paused") && --steps->second == 0) o->values.erase(steps);
+  g_shown[at] = pic;
+}
+
+bool wants(Key at) {
+  const Object* o = find(at);
+  return o && takes(*o);
+}
+
+const bool g_receiver = (media::on_picture(kMod, &show, &wants), true);
+
+// ---- write-back -------------------------------------------------------------------
+
+// At most this much is caught up at once after a long pause in real time.
+constexpr std::int64_t kCatchUp = 1000000;
+
+struct WriteBack {
+  std::int64_t origin = INT64_MIN;  // when the ticks were counted from; MIN: not writing
+  std::int64_t ticks = 0;           // display ticks since then
+  std::uint32_t frames = 0;
+  std::int64_t at(HI_U32 rate) const { return origin + ticks * 1000000 / rate; }
+};
+WriteBack g_wbc;
+const bool g_forget = (on_reset([] { g_wbc = WriteBack(); }), true);
+
+// The write-back's settings while it is enabled and its destinations take
+// pictures.
+bool writing(VO_WBC_ATTR_S* attr, VO_WBC_SOURCE_S* source) {
+  const Object* w = find(kVoWriteback);
+  return w && w->enabled && w->get("WbcAttr", attr) && w->get("Source", source) && media::wanted(kWbcOutput);
+}
+
+// The display rate of the device written back: its own frame rate when set,
+// else its timing's.
+HI_U32 displayRate(const VO_WBC_SOURCE_S& source) {
+  const int dev = source.enSourceType == VO_WBC_SOURCE_DEV ? static_cast<int>(source.u32SourceId)
+                                                           : display::device_of(static_cast<int>(source.u32SourceId));
+  const Object* d = dev < 0 ? nullptr : find(devKey(dev));
+  HI_U32 rate = 0;
+  VO_PUB_ATTR_S pub;
+  if (d && !d->get("FrameRate", &rate) && d->get("PubAttr", &pub)) rate = display::screen_of(pub).rate;
+  return rate ? rate : 60;
+}
+
+// Of src ticks a second, dst pass, evenly, the first among them.
+bool passes(std::uint32_t n, std::uint32_t src, std::uint32_t dst) {
+  if (dst == 0 || dst >= src) return true;
+  return static_cast<std::uint64_t>(n) * dst % src < dst;
+}
+
+void advance(std::int64_t until) {
+  VO_WBC_ATTR_S attr;
+  VO_WBC_SOURCE_S source;
+  if (!writing(&attr, &source)) {
+    g_wbc.origin = INT64_MIN;
+    return;
+  }
+  const HI_U32 rate = displayRate(source);
+  if (g_wbc.origin == INT64_MIN) g_wbc = WriteBack{until, 0, g_wbc.frames};
+  if (until - g_wbc.at(rate) > kCatchUp) g_wbc = WriteBack{until - kCatchUp, 0, g_wbc.frames};
+  const std::uint32_t w = attr.stTargetSize.u32Width, h = attr.stTargetSize.u32Height;
+  for (; g_wbc.at(rate) <= until; ++g_wbc.ticks) {
+    if (!passes(static_cast<std::uint32_t>(g_wbc.ticks), rate, attr.u32FrameRate)) continue;
+    std::string why;
+    media::MutablePicture pic =
+        source.enSourceType == VO_WBC_SOURCE_DEV
+            ? composeDevice(static_cast<int>(source.u32SourceId), w, h, attr.enPixelFormat, &why)
+            : composeLayer(static_cast<int>(source.u32SourceId), w, h, attr.enPixelFormat);
+    if (!pic) continue;
+    pic->pts = static_cast<std::uint64_t>(g_wbc.at(rate));
+    pic->seq = g_wbc.frames++;
+    media::deliver(kWbcOutput, pic);
+  }
+}
+
+std::int64_t next() {
+  VO_WBC_ATTR_S attr;
+  VO_WBC_SOURCE_S source;
+  if (!writing(&attr, &source)) return INT64_MAX;
+  return g_wbc.origin == INT64_MIN ? media::now() : g_wbc.at(displayRate(source));
+}
+
+const bool g_source = (media::on_source({&advance, &next}), true);
+
+// ---- calls --------------------------------------------------------------------------
+
+HI_S32 layerOf(VO_LAYER l) {
+  if (l < 0 || l >= VO_MAX_LAYER_NUM)
+    return refuse(HI_ERR_VO_INVALID_LAYERID, "VO layer %d outside [0, %d)", l, VO_MAX_LAYER_NUM);
+  return HI_SUCCESS;
+}
+
+// An output channel with attributes, enabled.
+HI_S32 channelOf(VO_LAYER l, VO_CHN chn, const Object** o) {
+  if (HI_S32 rc = layerOf(l)) return rc;
+  if (chn < 0 || chn >= VO_MAX_CHN_NUM)
+    return refuse(err(kMod, INVALID_CHNID), "VO channel %d outside [0, %d)", chn, VO_MAX_CHN_NUM);
+  *o = find(Key{kMod, l, chn});
+  if (!*o) return refuse(HI_ERR_VO_CHN_NOT_CONFIG, "VO channel %d/%d has no attributes", l, chn);
+  if (!(*o)->enabled) return refuse(HI_ERR_VO_CHN_NOT_ENABLE, "VO channel %d/%d is not enabled", l, chn);
+  return HI_SUCCESS;
+}
+
+}  // namespace
+
+namespace display {
+
+void forget(Key chn) { g_shown.erase(chn); }
+
+media::PicturePtr device_picture(int dev, std::string* why) {
+  return composeDevice(dev, 0, 0, PIXEL_FORMAT_YUV_SEMIPLANAR_420, why);
+}
+
+int hdmi_device(std::string* why) {
+  const Object* hdmi = find(kHdmi);
+  if (!hdmi || !hdmi->started) {
+    *why = "the HDMI transmitter is not started";
+    return -1;
+  }
+  for (VO_DEV dev = 0; dev < VO_MAX_DEV_NUM; ++dev) {
+    const Object* d = find(devKey(dev));
+    VO_PUB_ATTR_S pub;
+    if (d && d->enabled && d->get("PubAttr", &pub) && (pub.enIntfType & VO_INTF_HDMI)) return dev;
+  }
+  *why = "no enabled VO device drives HDMI";
+  return -1;
+}
+
+}  // namespace display
+
+namespace h {
+
+// A picture from the script is shown as a bound one would be.
+HI_S32 HI_MPI_VO_SendFrame(VO_LAYER l, VO_CHN chn, VIDEO_FRAME_INFO_S* frame, HI_S32) {
+  const Object* o = nullptr;
+  if (HI_S32 rc = channelOf(l, chn, &o)) return rc;
+  if (!frame) return refuse(err(kMod, NULL_PTR), "no frame given (null pointer)");
+  media::PicturePtr pic = media::read_frame(*frame);
+  if (!pic)
+    return refuse(HI_ERR_VO_INVALID_VFRAME, "the frame's addresses or pixel format (%d) name no picture",
+                  frame->stVFrame.enPixelFormat);
+  show(Key{kMod, l, chn}, pic);
+  return HI_SUCCESS;
+}
+
+HI_S32 HI_MPI_VO_GetChnFrame(VO_LAYER l, VO_CHN chn, VIDEO_FRAME_INFO_S* frame, HI_S32 ms) {
+  const Object* o = nullptr;
+  if (HI_S32 rc = channelOf(l, chn, &o)) return rc;
+  if (!frame) return refuse(err(kMod, NULL_PTR), "nowhere to write the frame (null pointer)");
+  const Key k{kMod, l, chn};
+  if (!media::wait_for([&] { return g_shown.count(k) != 0; }, ms))
+    return refuse(HI_ERR_VO_WAIT_TIMEOUT, "VO channel %d/%d has shown no picture within %d ms", l, chn, ms);
+  media::lend(g_shown[k], frame);
+  return HI_SUCCESS;
+}
+
+HI_S32 HI_MPI_VO_ReleaseChnFrame(VO_LAYER l, VO_CHN chn, const VIDEO_FRAME_INFO_S* frame) {
+  if (HI_S32 rc = layerOf(l)) return rc;
+  if (chn < 0 || chn >= VO_MAX_CHN_NUM)
+    return refuse(err(kMod, INVALID_CHNID), "VO channel %d outside [0, %d)", chn, VO_MAX_CHN_NUM);
+  if (!frame) return refuse(err(kMod, NULL_PTR), "no frame given (null pointer)");
+  if (!media::take_back(*frame))
+    return refuse(err(kMod, ILLEGAL_PARAM), "the frame at 0x%08X is not one lent out (released already?)",
+                  frame->stVFrame.u32PhyAddr[0]);
+  return HI_SUCCESS;
+}
+
+// The layer's picture is composed when it is asked for; there is always one.
+HI_S32 HI_MPI_VO_GetScreenFrame(VO_LAYER l, VIDEO_FRAME_INFO_S* frame, HI_S32) {
+  if (HI_S32 rc = layerOf(l)) return rc;
+  if (!frame) return refuse(err(kMod, NULL_PTR), "nowhere to write the frame (null pointer)");
+  const Object* o = find(layerKey(l));
+  VO_VIDEO_LAYER_ATTR_S la;
+  if (!o || !o->enabled || !o->get("LayerAttr", &la))
+    return refuse(HI_ERR_VO_VIDEO_NOT_ENABLE, "VO layer %d is not enabled", l);
+  media::pump();
+  media::PicturePtr pic = composeLayer(l, 0, 0, la.enPixFormat);
+  if (!pic) return refuse(err(kMod, NOT_SUPPORT), "VO layer %d has a picture format not modelled", l);
+  media::lend(pic, frame);
+  return HI_SUCCESS;
+}
+
+HI_S32 HI_MPI_VO_ReleaseScreenFrame(VO_LAYER l, VIDEO_FRAME_INFO_S* frame) {
+  if (HI_S32 rc = layerOf(l)) return rc;
+  if (!frame) return refuse(err(kMod, NULL_PTR), "no frame given (null pointer)");
+  if (!media::take_back(*frame))
+    return refuse(err(kMod, ILLEGAL_PARAM), "the frame at 0x%08X is not one lent out (released already?)",
+                  frame->stVFrame.u32PhyAddr[0]);
+  return HI_SUCCESS;
+}
+
+// The time stamp of the picture shown, 0 before the first.
+HI_S32 HI_MPI_VO_GetChnPts(VO_LAYER l, VO_CHN chn, HI_U64* pts) {
+  const Object* o = nullptr;
+  if (HI_S32 rc = channelOf(l, chn, &o)) return rc;
+  if (!pts) return refuse(err(kMod, NULL_PTR), "nowhere to write the time stamp (null pointer)");
+  media::pump();
+  auto it = g_shown.find(Key{kMod, l, chn});
+  *pts = it == g_shown.end() ? 0 : it->second->pts;
+  return HI_SUCCESS;
+}
+
+}  // namespace h
+}  // namespace sim
