@@ -393,7 +393,7 @@ function Server:serve(ready)
   for _, obj in ipairs(ready) do
     local stream = self.sources[obj]
     if stream then
-      self:drain(stream)
+      self:pull(stream)
     elseif getmetatable(obj) == Handle then
       if obj.kind == "listen" then self:accept()
       elseif obj.kind == "conn" then self:receive(obj.owner)
@@ -742,8 +742,11 @@ end
 -- Sending pictures
 ---------------------------------------------------------------------------
 
--- Reads the pictures a stream's source has (a loop that fell behind finds
--- several) and sends them to its clients.
+-- Reads the pictures a source without a descriptor has (a loop that fell
+-- behind finds several) and sends them to their clients. A source with a
+-- descriptor gives one picture a step: its descriptor stays ready while it
+-- has more, and the sockets are served in between (a simulator behind time
+-- encodes while it is read).
 local DRAIN = 32
 function Server:drain(stream)
   for _ = 1, DRAIN do

@@ -163,6 +163,42 @@ function M.waitPort(port, seconds)
   return false
 end
 
+local function count(c, port, path, seconds)
+  local url = string.format("rtsp://127.0.0.1:%d%s", port, path)
+  local function ask(cseq, method, u, extra)
+    assert(c:send(string.format("%s %s RTSP/1.0\r\nCSeq: %d\r\n%s\r\n", method, u, cseq, extra or "")))
+    local head = {}
+    repeat head[#head + 1] = assert(c:receive("*l")) until head[#head] == ""
+    return table.concat(head, "\n")
+  end
+  local setup = ask(1, "SETUP", url .. "/trackID=0", "Transport: RTP/AVP/TCP;unicast;interleaved=0-1\r\n")
+  ask(2, "PLAY", url, "Session: " .. assert(setup:match("Session: ([^;\r\n]+)"), setup) .. "\r\n")
+  local first, pictures, now = nil, 0, socket.gettime()
+  local stop = now + seconds + 20
+  while now < stop and not (first and now - first >= seconds) do
+    local head = c:receive(4)
+    if not head then break end
+    local channel, length = string.unpack(">xBI2", head)
+    local packet = c:receive(length)
+    if not packet then break end
+    now = socket.gettime()
+    if channel == 0 and packet:byte(2) & 0x80 ~= 0 then
+      if first then pictures = pictures + 1 else first = now end
+    end
+  end
+  return first and now > first and pictures / (now - first) or nil
+end
+
+-- Pictures per second that a server sends on path, counted over TCP for a
+-- number of seconds from the first picture (nil when none came in time).
+function M.pace(port, path, seconds)
+  local c = assert(socket.connect("127.0.0.1", port))
+  c:settimeout(20)
+  local ok, fps = pcall(count, c, port, path, seconds)
+  c:close()
+  return ok and fps or nil
+end
+
 -- A free TCP port on the loopback address.
 function M.freePort()
   local s = assert(socket.bind("127.0.0.1", 0))
