@@ -89,7 +89,10 @@ void advance(std::int64_t until) {
     }
     const std::int64_t period = periodOf(*o);
     if (c.next == INT64_MIN) c.next = until;
-    if (until - c.next > kCatchUp) c.next += (until - c.next - kCatchUp) / period * period;
+    // Behind real time (a machine busier than the pictures allow), the
+    // pictures missed are dropped rather than made in a burst.
+    const std::int64_t behind = media::clock() == media::Clock::Real ? 2 * period : kCatchUp;
+    if (until - c.next > behind) c.next += (until - c.next - behind) / period * period;
     for (; c.next <= until; c.next += period, ++c.frames) {
       media::PicturePtr pic = capture(k, *o, c, c.next);
       if (!pic) continue;  // nothing this time (a file that stopped playing)
