@@ -11,10 +11,14 @@ ITERATIONS ?= 1000000
 # does not.
 CTEST      ?= ctest --output-on-failure -j $(JOBS) --timeout 600
 
-# What building and the demo need, and what the tests and benchmarks add.
-DEMO_PACKAGES = cmake g++ make pkg-config lua5.3 liblua5.3-dev graphviz
-DEB_PACKAGES  = $(DEMO_PACKAGES) lua-busted lua-check libgtest-dev libbenchmark-dev \
-                g++-arm-linux-gnueabi qemu-user luarocks lua-ldoc lua-markdown
+# What building and the demo need (FFmpeg's libraries for the simulator's
+# media), and what the tests and benchmarks add (FreeType and a font for
+# tessel.osd, which a build without them leaves out; FFmpeg's and SoX's
+# tools as the clients that judge recorded media).
+DEMO_PACKAGES = cmake g++ make pkg-config lua5.3 liblua5.3-dev graphviz \
+                libavcodec-dev libavformat-dev libswscale-dev libswresample-dev libavutil-dev
+DEB_PACKAGES  = $(DEMO_PACKAGES) libfreetype-dev fonts-dejavu-core lua-busted lua-check libgtest-dev \
+                libbenchmark-dev g++-arm-linux-gnueabi qemu-user luarocks lua-ldoc lua-markdown ffmpeg sox
 
 # The 32-bit ARM run: Debian's armel builds of what the tests load, unpacked
 # into a build-local root (no multiarch install), run under qemu-arm.

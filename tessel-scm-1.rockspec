@@ -1,6 +1,6 @@
 -- The rock of the working tree: `luarocks make` builds it with CMake and
 -- installs tessel (and, built for the host, tessel.sim with the simulator
--- libraries beside it) into the rock tree.
+-- libraries beside it; where FreeType is, tessel.osd) into the rock tree.
 rockspec_format = "3.0"
 package = "tessel"
 version = "scm-1"
@@ -13,7 +13,8 @@ description = {
     Capture, processing, H.264/H.265/JPEG encoding, decoding, display output
     and HDMI, overlays, audio and the audio codec, from Lua. Built for a PC it
     runs against a simulator of the platform (tessel.sim); built for a board
-    (TESSEL_SDK_DIR) against the vendor's libraries.
+    (TESSEL_SDK_DIR) against the vendor's libraries. Where FreeType is found,
+    tessel.osd renders text into overlay bitmaps.
   ]],
   license = "Proprietary",
 }

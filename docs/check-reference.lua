@@ -1,5 +1,5 @@
 -- The reference is complete: every class, static function, method and
--- property registered under Tessel has an entry, and every entry names
+-- property registered under Tessel (and by tessel.osd) has an entry, and every entry names
 -- something registered. Run from the project's root with the built module on
 -- the C path: lua5.3 docs/check-reference.lua [ldoc command]
 require "tessel"
@@ -28,6 +28,22 @@ for className, cls in pairs(Tessel) do
   for name, value in pairs(mt.__class.__members) do
     if className == "MPPChannel" or base[name] ~= value then
       registered[className .. (type(value) == "function" and ":" or ".") .. name] = true
+    end
+  end
+end
+
+-- tessel.osd, where it was built: its functions and field, and the methods
+-- of its fonts. A build without it leaves its entries unchecked.
+local hasOsd, osd = pcall(require, "tessel.osd")
+if hasOsd then
+  registered["class osd"] = true
+  for name in pairs(osd) do registered["osd." .. name] = true end
+  registered["class Font"] = true
+  for name in pairs(debug.getregistry()["tessel.osd.Font"].__index) do registered["Font:" .. name] = true end
+else
+  for name in pairs(documented) do
+    if name == "class osd" or name == "class Font" or name:match("^osd%.") or name:match("^Font:") then
+      documented[name] = nil
     end
   end
 end

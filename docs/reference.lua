@@ -17,7 +17,7 @@ local function entries(modules)
   for _, m in ipairs(modules) do
     if m.file:match("%.h$") then
       for _, s in ipairs(m.sections or {}) do
-        if s.type == "type" then list[#list + 1] = { class = s, file = m.file } end
+        if s.type == "type" then list[#list + 1] = { class = s, file = m.file, module = m.name } end
       end
       for _, item in ipairs(m.items) do
         if item.type == "function" or item.type == "field" then
@@ -86,8 +86,11 @@ function M.meta(modules)
       documentedTables[#documentedTables + 1] = e.tableForm
     elseif e.class then
       local s = e.class
+      -- the classes of a module required on its own ("tessel.osd") are not
+      -- members of the namespace
       local c = { name = s.name, summary = s.summary, fields = {}, functions = {},
-                  channel = s.name ~= "MPPChannel" and isChannel(s, e.file) }
+                  channel = s.name ~= "MPPChannel" and isChannel(s, e.file),
+                  inTessel = not (e.module or ""):match("^tessel%.") }
       classes[s.name] = c
       order[#order + 1] = c
     else
@@ -104,7 +107,9 @@ function M.meta(modules)
 
   out[#out + 1] = "---The module's namespace, defined by `require \"tessel\"`."
   out[#out + 1] = "---@class Tessel"
-  for _, c in ipairs(order) do out[#out + 1] = "---@field " .. c.name .. " " .. c.name end
+  for _, c in ipairs(order) do
+    if c.inTessel then out[#out + 1] = "---@field " .. c.name .. " " .. c.name end
+  end
   out[#out + 1] = "Tessel = {}"
   out[#out + 1] = ""
 

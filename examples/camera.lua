@@ -93,7 +93,7 @@ check("bind capture -> processing", SYS.Bind(vi, group:GetChannel(0)))
 -- A privacy cover (black) and a logo (a framed square) on the main stream.
 local cover = RGN.CreateRegion(0, { type = "COVER" })
 check("cover: AttachToChn", cover:AttachToChn(streams[1].channel, { bShow = true, enType = "COVER",
-  attr = { enCoverType = "RECT", stRect = { s32X = 1500, s32Y = 700, u32Width = 320, u32Height = 240 },
+  attr = { enCoverType = "RECT", cover = { s32X = 1500, s32Y = 700, u32Width = 320, u32Height = 240 },
            u32Color = 0x000000, u32Layer = 0 } }))
 local logo = RGN.CreateRegion(1, { type = "OVERLAYEX", attr = { enPixelFmt = "RGB_1555", u32BgColor = 0,
                                                                  stSize = { u32Width = 64, u32Height = 64 } } })

@@ -150,8 +150,9 @@ class SimWriter:
         ret, mod = fn["return"], module_of(name)
         if ret == "void":
             return ""
-        if ret != "HI_S32":
-            return "return %s;" % ("nullptr" if "*" in ret else "(%s)-1" % ret)
+        if ret != "HI_S32":  # a handle or an address: the invalid one, and why
+            return "return sim::unsupported(%s, \"%s\"), %s;" % (
+                MODULE_IDS[mod], name, "nullptr" if "*" in ret else "(%s)-1" % ret)
         track = TRACKED.get(mod)
         if track and fn["params"] and fn["params"][0]["type"] == track[0]:
             return "return sim::tracked_default(%s, %s, %s, %s);" % (
@@ -175,7 +176,8 @@ class SimWriter:
             lines.append("    const bool ok_ = !c_.faulted();" if after else "")
             lines.append("    c_.ret_none();")
         else:
-            cast = "(%s)(intptr_t)c_.code()" % ret if "*" in ret else "(%s)c_.code()" % ret
+            # A failed call that answers an address answers none.
+            cast = "nullptr" if "*" in ret else "(%s)c_.code()" % ret
             lines.append("    %s r_ = c_.faulted() ? %s : h::%s(%s);" % (ret, cast, name, args))
             if after:
                 ok = "!c_.faulted() && r_ == 0" if ret == "HI_S32" else "!c_.faulted()"

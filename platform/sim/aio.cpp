@@ -27,23 +27,39 @@ Key chnKey(int mod, AUDIO_DEV dev, int chn) { return Key{mod, dev, chn}; }
 bool channelExists(Key k) { return find(Key{k.mod, k.dev, k.chn}) != nullptr; }
 const bool g_endpoints = (on_endpoint(HI_ID_AI, channelExists), on_endpoint(HI_ID_AO, channelExists), true);
 
+const char* name(int mod) { return mod == HI_ID_AI ? "AI" : "AO"; }
+
+HI_S32 badDevice(int mod, AUDIO_DEV dev) {
+  return refuse(fault(mod, INVALID_DEVID), "%s device %d outside [0, %d)", name(mod), dev, AIO_MAX_NUM);
+}
+
+// A device and channel number within the chip's; 0 or the code.
+HI_S32 badAddress(int mod, AUDIO_DEV dev, int chn) {
+  if (dev < 0 || dev >= AIO_MAX_NUM) return badDevice(mod, dev);
+  if (chn < 0 || chn >= AIO_MAX_CHN_NUM)
+    return refuse(fault(mod, INVALID_CHNID), "%s channel %d outside [0, %d)", name(mod), chn, AIO_MAX_CHN_NUM);
+  return HI_SUCCESS;
+}
+
 Found device(int mod, AUDIO_DEV dev) {
-  if (dev < 0 || dev >= AIO_MAX_NUM) return missing(fault(mod, INVALID_DEVID));
+  if (dev < 0 || dev >= AIO_MAX_NUM) return missing(badDevice(mod, dev));
   return {&obtain(devKey(mod, dev)), HI_SUCCESS};
 }
 
-// A channel that has been enabled at least once.
+// A channel that has been enabled at least once; calls on one never enabled
+// are not permitted.
 Found channel(int mod, AUDIO_DEV dev, int chn) {
-  if (dev < 0 || dev >= AIO_MAX_NUM) return missing(fault(mod, INVALID_DEVID));
-  if (chn < 0 || chn >= AIO_MAX_CHN_NUM) return missing(fault(mod, INVALID_CHNID));
+  if (HI_S32 bad = badAddress(mod, dev, chn)) return missing(bad);
   Object* o = find(chnKey(mod, dev, chn));
-  return {o, o ? HI_SUCCESS : fault(mod, NOT_PERM)};
+  if (o) return {o, HI_SUCCESS};
+  return missing(refuse(fault(mod, NOT_PERM), "%s was never enabled", label(chnKey(mod, dev, chn)).c_str()));
 }
 
 // A channel that is enabled now.
 Found enabledChannel(int mod, AUDIO_DEV dev, int chn) {
   Found c = channel(mod, dev, chn);
-  if (c.o && !c.o->enabled) return missing(fault(mod, NOT_PERM));
+  if (c.o && !c.o->enabled)
+    return missing(refuse(fault(mod, NOT_PERM), "%s is not enabled", label(chnKey(mod, dev, chn)).c_str()));
   return c;
 }
 
@@ -55,11 +71,17 @@ bool sampleRate(AUDIO_SAMPLE_RATE_E r) {
 }
 
 HI_S32 judgeAttr(int mod, const AIO_ATTR_S& a) {
-  bool ok = sampleRate(a.enSamplerate) && (a.enBitwidth == AUDIO_BIT_WIDTH_8 || a.enBitwidth == AUDIO_BIT_WIDTH_16) &&
-            a.enWorkmode < AIO_MODE_BUTT && a.enSoundmode < AUDIO_SOUND_MODE_BUTT &&
-            within(a.u32PtNumPerFrm, 80, 2048) && within(a.u32FrmNum, 2, 50) && within(a.u32ChnCnt, 1, 16) &&
-            (a.enSoundmode != AUDIO_SOUND_MODE_STEREO || a.u32ChnCnt % 2 == 0);
-  return ok ? HI_SUCCESS : fault(mod, ILLEGAL_PARAM);
+  return checks(mod)
+      .rule(sampleRate(a.enSamplerate), "sample rate %d Hz is none of the codecs' (8000 to 48000)", a.enSamplerate)
+      .rule(a.enBitwidth == AUDIO_BIT_WIDTH_8 || a.enBitwidth == AUDIO_BIT_WIDTH_16,
+            "bit width %d: 8 or 16 bits only (0 or 1)", a.enBitwidth)
+      .below("work mode", a.enWorkmode, AIO_MODE_BUTT)
+      .below("sound mode", a.enSoundmode, AUDIO_SOUND_MODE_BUTT)
+      .range("samples per frame", a.u32PtNumPerFrm, 80, 2048)
+      .range("frame count", a.u32FrmNum, 2, 50)
+      .range("channel count", a.u32ChnCnt, 1, 16)
+      .rule(a.enSoundmode != AUDIO_SOUND_MODE_STEREO || a.u32ChnCnt % 2 == 0,
+            "%u channels in stereo: an even count", a.u32ChnCnt);
 }
 
 int channelCount(const Object& d) {
@@ -68,15 +90,17 @@ int channelCount(const Object& d) {
   return a.enSoundmode == AUDIO_SOUND_MODE_STEREO ? static_cast<int>(a.u32ChnCnt / 2) : static_cast<int>(a.u32ChnCnt);
 }
 
-const char* name(int mod) { return mod == HI_ID_AI ? "AI" : "AO"; }
-
 // ---- the shapes both directions share --------------------------------------------------
+
+HI_S32 deviceOn(int mod, AUDIO_DEV dev, const char* what) {
+  return refuse(fault(mod, NOT_PERM), "%s device %d is enabled: disable it before %s", name(mod), dev, what);
+}
 
 HI_S32 setPubAttr(int mod, AUDIO_DEV dev, const AIO_ATTR_S* attr) {
   Found d = device(mod, dev);
   if (!d.o) return d.rc;
-  if (!attr) return fault(mod, NULL_PTR);
-  if (d.o->enabled) return fault(mod, NOT_PERM);  // disable first
+  if (!attr) return refuse(fault(mod, NULL_PTR), "no attributes given (null pointer)");
+  if (d.o->enabled) return deviceOn(mod, dev, "setting its attributes");
   if (HI_S32 bad = judgeAttr(mod, *attr)) return bad;
   d.o->put("PubAttr", *attr);
   return HI_SUCCESS;
@@ -85,7 +109,7 @@ HI_S32 setPubAttr(int mod, AUDIO_DEV dev, const AIO_ATTR_S* attr) {
 HI_S32 clrPubAttr(int mod, AUDIO_DEV dev) {
   Found d = device(mod, dev);
   if (!d.o) return d.rc;
-  if (d.o->enabled) return fault(mod, NOT_PERM);
+  if (d.o->enabled) return deviceOn(mod, dev, "clearing its attributes");
   d.o->attrs.erase("PubAttr");
   return HI_SUCCESS;
 }
@@ -93,8 +117,9 @@ HI_S32 clrPubAttr(int mod, AUDIO_DEV dev) {
 HI_S32 enable(int mod, AUDIO_DEV dev) {
   Found d = device(mod, dev);
   if (!d.o) return d.rc;
-  if (!sys_ready()) return fault(mod, SYS_NOTREADY);
-  if (!d.o->has("PubAttr")) return fault(mod, NOT_CONFIG);
+  if (!sys_ready()) return notReady(mod);
+  if (!d.o->has("PubAttr"))
+    return refuse(fault(mod, NOT_CONFIG), "%s device %d has no attributes (SetPubAttr)", name(mod), dev);
   d.o->enabled = true;
   return HI_SUCCESS;
 }
@@ -116,24 +141,29 @@ HI_S32 disable(int mod, AUDIO_DEV dev) {
 HI_S32 enableChn(int mod, AUDIO_DEV dev, int chn) {
   Found d = device(mod, dev);
   if (!d.o) return d.rc;
-  if (chn < 0 || chn >= AIO_MAX_CHN_NUM) return fault(mod, INVALID_CHNID);
-  if (!d.o->enabled) return fault(mod, NOT_PERM);
-  if (chn >= channelCount(*d.o)) return fault(mod, INVALID_CHNID);
+  if (HI_S32 bad = badAddress(mod, dev, chn)) return bad;
+  if (!d.o->enabled) return refuse(fault(mod, NOT_PERM), "%s device %d is not enabled", name(mod), dev);
+  if (chn >= channelCount(*d.o))
+    return refuse(fault(mod, INVALID_CHNID), "%s channel %d: the device's attributes enable %d channel(s)", name(mod),
+                  chn, channelCount(*d.o));
   obtain(chnKey(mod, dev, chn)).enabled = true;
   return HI_SUCCESS;
 }
 
+// Disabling a channel never enabled is no error.
 HI_S32 disableChn(int mod, AUDIO_DEV dev, int chn) {
-  Found c = channel(mod, dev, chn);
-  if (c.o) c.o->enabled = false;
-  return c.o || c.rc == fault(mod, NOT_PERM) ? HI_SUCCESS : c.rc;
+  if (HI_S32 bad = badAddress(mod, dev, chn)) return bad;
+  if (Object* o = find(chnKey(mod, dev, chn))) o->enabled = false;
+  return HI_SUCCESS;
 }
 
 HI_S32 setTrackMode(int mod, AUDIO_DEV dev, AUDIO_TRACK_MODE_E mode) {
   Found d = device(mod, dev);
-  if (d.o && !d.o->enabled) return fault(mod, NOT_PERM);
-  return store(mod, d, "TrackMode", &mode,
-               [mod](AUDIO_TRACK_MODE_E m) { return m < AUDIO_TRACK_BUTT ? HI_SUCCESS : fault(mod, ILLEGAL_PARAM); });
+  if (d.o && !d.o->enabled)
+    return refuse(fault(mod, NOT_PERM), "%s device %d is not enabled: set its track mode once it is", name(mod), dev);
+  return store(mod, d, "TrackMode", &mode, [mod](AUDIO_TRACK_MODE_E m) {
+    return checks(mod).below("track mode", m, AUDIO_TRACK_BUTT);
+  });
 }
 
 // The device's sample rate; 0 when it has no attributes.
@@ -147,7 +177,10 @@ int deviceRate(int mod, AUDIO_DEV dev) {
 HI_S32 enableReSmp(int mod, AUDIO_DEV dev, int chn, AUDIO_SAMPLE_RATE_E rate) {
   Found c = enabledChannel(mod, dev, chn);
   if (!c.o) return c.rc;
-  if (!sampleRate(rate) || static_cast<int>(rate) == deviceRate(mod, dev)) return fault(mod, ILLEGAL_PARAM);
+  if (!sampleRate(rate))
+    return refuse(fault(mod, ILLEGAL_PARAM), "sample rate %d Hz is none of the codecs' (8000 to 48000)", rate);
+  if (static_cast<int>(rate) == deviceRate(mod, dev))
+    return refuse(fault(mod, ILLEGAL_PARAM), "%d Hz is the device's own rate: nothing to resample", rate);
   c.o->values["resample"] = rate;
   return HI_SUCCESS;
 }
@@ -189,7 +222,7 @@ HI_S32 HI_MPI_AI_GetTrackMode(AUDIO_DEV dev, AUDIO_TRACK_MODE_E* mode) {
 
 HI_S32 HI_MPI_AI_SetChnParam(AUDIO_DEV dev, AI_CHN chn, AI_CHN_PARAM_S* param) {
   return store(HI_ID_AI, channel(HI_ID_AI, dev, chn), "ChnParam", param, [](const AI_CHN_PARAM_S& p) {
-    return p.u32UsrFrmDepth <= 30 ? HI_SUCCESS : fault(HI_ID_AI, ILLEGAL_PARAM);
+    return checks(HI_ID_AI).range("user frame depth", p.u32UsrFrmDepth, 0, 30);
   });
 }
 
@@ -208,13 +241,18 @@ HI_S32 HI_MPI_AI_DisableReSmp(AUDIO_DEV dev, AI_CHN chn) { return disableReSmp(H
 // needs one of its corner frequencies.
 HI_S32 HI_MPI_AI_SetVqeAttr(AUDIO_DEV dev, AI_CHN chn, AUDIO_DEV aoDev, AO_CHN aoChn, AI_VQE_CONFIG_S* cfg) {
   Found c = enabledChannel(HI_ID_AI, dev, chn);
-  if (c.o && c.o->values.count("vqe")) return fault(HI_ID_AI, NOT_PERM);  // disable it first
+  if (c.o && c.o->values.count("vqe"))
+    return refuse(fault(HI_ID_AI, NOT_PERM), "%s has its enhancement enabled: disable it before setting it",
+                  label(chnKey(HI_ID_AI, dev, chn)).c_str());
   return store(HI_ID_AI, c, "VqeAttr", cfg, [](const AI_VQE_CONFIG_S& v) {
     const int freq = v.stHpfCfg.enHpfFreq;
-    bool ok = within(v.enWorkstate, VQE_WORKSTATE_COMMON, VQE_WORKSTATE_NOISY) &&
-              (v.s32WorkSampleRate == 8000 || v.s32WorkSampleRate == 16000) && within(v.s32FrameSample, 80, 4096) &&
-              (!v.bHpfOpen || freq == AUDIO_HPF_FREQ_80 || freq == AUDIO_HPF_FREQ_120 || freq == AUDIO_HPF_FREQ_150);
-    return ok ? HI_SUCCESS : fault(HI_ID_AI, ILLEGAL_PARAM);
+    return checks(HI_ID_AI)
+        .range("work state", v.enWorkstate, VQE_WORKSTATE_COMMON, VQE_WORKSTATE_NOISY)
+        .rule(v.s32WorkSampleRate == 8000 || v.s32WorkSampleRate == 16000,
+              "enhancement sample rate %d Hz: 8000 or 16000 only", v.s32WorkSampleRate)
+        .range("samples per enhancement frame", v.s32FrameSample, 80, 4096)
+        .rule(!v.bHpfOpen || freq == AUDIO_HPF_FREQ_80 || freq == AUDIO_HPF_FREQ_120 || freq == AUDIO_HPF_FREQ_150,
+              "high-pass corner frequency %d Hz: 80, 120 or 150", freq);
   });
 }
 
@@ -225,7 +263,9 @@ HI_S32 HI_MPI_AI_GetVqeAttr(AUDIO_DEV dev, AI_CHN chn, AI_VQE_CONFIG_S* cfg) {
 HI_S32 HI_MPI_AI_EnableVqe(AUDIO_DEV dev, AI_CHN chn) {
   Found c = enabledChannel(HI_ID_AI, dev, chn);
   if (!c.o) return c.rc;
-  if (!c.o->has("VqeAttr")) return fault(HI_ID_AI, NOT_CONFIG);
+  if (!c.o->has("VqeAttr"))
+    return refuse(fault(HI_ID_AI, NOT_CONFIG), "%s has no enhancement attributes (SetVqeAttr)",
+                  label(chnKey(HI_ID_AI, dev, chn)).c_str());
   c.o->values["vqe"] = 1;
   return HI_SUCCESS;
 }
@@ -238,7 +278,7 @@ HI_S32 HI_MPI_AI_DisableVqe(AUDIO_DEV dev, AI_CHN chn) {
 
 HI_S32 HI_MPI_AI_SetVqeVolume(AUDIO_DEV dev, AI_CHN chn, HI_S32 db) {
   return store(HI_ID_AI, enabledChannel(HI_ID_AI, dev, chn), "VqeVolume", &db,
-               [](HI_S32 v) { return within(v, -20, 10) ? HI_SUCCESS : fault(HI_ID_AI, ILLEGAL_PARAM); });
+               [](HI_S32 v) { return checks(HI_ID_AI).range("enhancement volume (dB)", v, -20, 10); });
 }
 
 HI_S32 HI_MPI_AI_GetVqeVolume(AUDIO_DEV dev, AI_CHN chn, HI_S32* db) {
@@ -292,7 +332,7 @@ HI_S32 HI_MPI_AO_GetFd(AUDIO_DEV dev, AO_CHN chn) { return getFd(HI_ID_AO, dev, 
 // Volume in dB, -121 (silence) to +6.
 HI_S32 HI_MPI_AO_SetVolume(AUDIO_DEV dev, HI_S32 db) {
   return store(HI_ID_AO, device(HI_ID_AO, dev), "Volume", &db,
-               [](HI_S32 v) { return within(v, -121, 6) ? HI_SUCCESS : fault(HI_ID_AO, ILLEGAL_PARAM); });
+               [](HI_S32 v) { return checks(HI_ID_AO).range("volume (dB)", v, -121, 6); });
 }
 
 HI_S32 HI_MPI_AO_GetVolume(AUDIO_DEV dev, HI_S32* db) { return load(HI_ID_AO, device(HI_ID_AO, dev), "Volume", db, 0); }
@@ -300,9 +340,12 @@ HI_S32 HI_MPI_AO_GetVolume(AUDIO_DEV dev, HI_S32* db) { return load(HI_ID_AO, de
 HI_S32 HI_MPI_AO_SetMute(AUDIO_DEV dev, HI_BOOL enable, AUDIO_FADE_S* fade) {
   Found d = device(HI_ID_AO, dev);
   if (!d.o) return d.rc;
-  if (enable != HI_TRUE && enable != HI_FALSE) return fault(HI_ID_AO, ILLEGAL_PARAM);
-  if (fade && fade->bFade && (fade->enFadeInRate >= AUDIO_FADE_RATE_BUTT || fade->enFadeOutRate >= AUDIO_FADE_RATE_BUTT))
-    return fault(HI_ID_AO, ILLEGAL_PARAM);
+  Judge j = checks(HI_ID_AO);
+  if (j.flag("mute", enable)) return j;
+  if (fade && fade->bFade &&
+      j.below("fade-in rate", fade->enFadeInRate, AUDIO_FADE_RATE_BUTT)
+          .below("fade-out rate", fade->enFadeOutRate, AUDIO_FADE_RATE_BUTT))
+    return j;
   d.o->values["muted"] = enable;
   if (fade) d.o->put("Fade", *fade);
   return HI_SUCCESS;
@@ -311,7 +354,7 @@ HI_S32 HI_MPI_AO_SetMute(AUDIO_DEV dev, HI_BOOL enable, AUDIO_FADE_S* fade) {
 HI_S32 HI_MPI_AO_GetMute(AUDIO_DEV dev, HI_BOOL* enable, AUDIO_FADE_S* fade) {
   Found d = device(HI_ID_AO, dev);
   if (!d.o) return d.rc;
-  if (!enable || !fade) return fault(HI_ID_AO, NULL_PTR);
+  if (!enable || !fade) return refuse(fault(HI_ID_AO, NULL_PTR), "nowhere to write the mute state (null pointer)");
   *enable = d.o->values.count("muted") && d.o->values.at("muted") ? HI_TRUE : HI_FALSE;
   if (!d.o->get("Fade", fade)) *fade = AUDIO_FADE_S{HI_FALSE, AUDIO_FADE_RATE_1, AUDIO_FADE_RATE_1};
   return HI_SUCCESS;

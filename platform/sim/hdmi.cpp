@@ -28,11 +28,17 @@ constexpr int kMod = HI_ID_HDMI;
 const Key kInterface{kMod, 0, 0};
 
 // The interface, opened, when the number is the chip's one interface.
-Found opened(HI_HDMI_ID_E id) {
-  if (id != HI_HDMI_ID_0) return {nullptr, HI_ERR_HDMI_INVALID_PARA};
-  Object* o = find(kInterface);
-  return {o, o ? HI_SUCCESS : HI_ERR_HDMI_DEV_NOT_OPEN};
+HI_S32 badInterface(HI_HDMI_ID_E id) {
+  return refuse(HI_ERR_HDMI_INVALID_PARA, "HDMI interface %d: the chip has interface 0 only", id);
 }
+
+Found opened(HI_HDMI_ID_E id) {
+  if (id != HI_HDMI_ID_0) return missing(badInterface(id));
+  Object* o = find(kInterface);
+  return {o, o ? HI_SUCCESS : refuse(HI_ERR_HDMI_DEV_NOT_OPEN, "HDMI interface 0 is not open (HDMI.Open)")};
+}
+
+HI_S32 noPointer(const char* what) { return refuse(HI_ERR_HDMI_NUL_PTR, "nowhere to write %s (null pointer)", what); }
 
 bool flag(HI_BOOL b) { return b == HI_TRUE || b == HI_FALSE; }
 
@@ -43,8 +49,10 @@ bool deepColor(HI_HDMI_DEEP_COLOR_E d) {
 
 // A valid setting the monitor cannot show.
 HI_S32 judgeDeepColor(HI_HDMI_DEEP_COLOR_E d) {
-  if (!deepColor(d)) return HI_ERR_HDMI_INVALID_PARA;
-  return d == HI_HDMI_DEEP_COLOR_36BIT ? HI_ERR_HDMI_FEATURE_NO_SUPPORT : HI_SUCCESS;
+  if (!deepColor(d)) return refuse(HI_ERR_HDMI_INVALID_PARA, "deep colour mode %d is none the transmitter has", d);
+  if (d == HI_HDMI_DEEP_COLOR_36BIT)
+    return refuse(HI_ERR_HDMI_FEATURE_NO_SUPPORT, "the monitor takes 30-bit deep colour at most, not 36-bit");
+  return HI_SUCCESS;
 }
 
 bool sampleRate(HI_HDMI_SAMPLE_RATE_E r) {
@@ -61,12 +69,19 @@ bool bitDepth(HI_HDMI_BIT_DEPTH_E d) {
 }
 
 HI_S32 judgeAttr(const HI_HDMI_ATTR_S& a) {
-  bool video = a.enVideoFmt < HI_HDMI_VIDEO_FMT_BUTT && a.enVidOutMode < HI_HDMI_VIDEO_MODE_BUTT;
-  bool audio = !a.bEnableAudio || (a.enSoundIntf < HI_HDMI_SND_INTERFACE_BUTT && sampleRate(a.enSampleRate) &&
-                                   bitDepth(a.enBitDepth));
-  bool flags = flag(a.bEnableHdmi) && flag(a.bEnableVideo) && flag(a.bEnableAudio) && flag(a.bxvYCCMode) &&
-               flag(a.bIsMultiChannel);
-  if (!video || !audio || !flags) return HI_ERR_HDMI_INVALID_PARA;
+  Judge j(HI_ERR_HDMI_INVALID_PARA);
+  j.below("video format", a.enVideoFmt, HI_HDMI_VIDEO_FMT_BUTT)
+      .below("video output mode", a.enVidOutMode, HI_HDMI_VIDEO_MODE_BUTT);
+  if (a.bEnableAudio)
+    j.below("sound interface", a.enSoundIntf, HI_HDMI_SND_INTERFACE_BUTT)
+        .rule(sampleRate(a.enSampleRate), "audio sample rate %d Hz is none of HDMI's L-PCM rates", a.enSampleRate)
+        .rule(bitDepth(a.enBitDepth), "audio depth %d bits: 16, 20 or 24", a.enBitDepth);
+  j.flag("bEnableHdmi", a.bEnableHdmi)
+      .flag("bEnableVideo", a.bEnableVideo)
+      .flag("bEnableAudio", a.bEnableAudio)
+      .flag("bxvYCCMode", a.bxvYCCMode)
+      .flag("bIsMultiChannel", a.bIsMultiChannel);
+  if (HI_S32 bad = j) return bad;
   return judgeDeepColor(a.enDeepColorMode);
 }
 
@@ -126,7 +141,7 @@ HI_S32 HI_MPI_HDMI_DeInit(HI_VOID) {
 }
 
 HI_S32 HI_MPI_HDMI_Open(HI_HDMI_ID_E id) {
-  if (id != HI_HDMI_ID_0) return HI_ERR_HDMI_INVALID_PARA;
+  if (id != HI_HDMI_ID_0) return badInterface(id);
   obtain(kInterface).created = true;
   return HI_SUCCESS;
 }
@@ -155,7 +170,7 @@ HI_S32 HI_MPI_HDMI_Stop(HI_HDMI_ID_E id) {
 HI_S32 HI_MPI_HDMI_SetAttr(HI_HDMI_ID_E id, HI_HDMI_ATTR_S* attr) {
   Found f = opened(id);
   if (!f.o) return f.rc;
-  if (!attr) return HI_ERR_HDMI_NUL_PTR;
+  if (!attr) return refuse(HI_ERR_HDMI_NUL_PTR, "no attributes given (null pointer)");
   if (HI_S32 bad = judgeAttr(*attr)) return bad;
   f.o->put("Attr", *attr);
   return HI_SUCCESS;
@@ -164,7 +179,7 @@ HI_S32 HI_MPI_HDMI_SetAttr(HI_HDMI_ID_E id, HI_HDMI_ATTR_S* attr) {
 HI_S32 HI_MPI_HDMI_GetAttr(HI_HDMI_ID_E id, HI_HDMI_ATTR_S* attr) {
   Found f = opened(id);
   if (!f.o) return f.rc;
-  if (!attr) return HI_ERR_HDMI_NUL_PTR;
+  if (!attr) return noPointer("the attributes");
   *attr = attrOf(*f.o);
   return HI_SUCCESS;
 }
@@ -172,7 +187,7 @@ HI_S32 HI_MPI_HDMI_GetAttr(HI_HDMI_ID_E id, HI_HDMI_ATTR_S* attr) {
 HI_S32 HI_MPI_HDMI_GetSinkCapability(HI_HDMI_ID_E id, HI_HDMI_SINK_CAPABILITY_S* cap) {
   Found f = opened(id);
   if (!f.o) return f.rc;
-  if (!cap) return HI_ERR_HDMI_NUL_PTR;
+  if (!cap) return noPointer("the capabilities");
   *cap = monitor();
   return HI_SUCCESS;
 }
@@ -182,7 +197,7 @@ HI_S32 HI_MPI_HDMI_GetSinkCapability(HI_HDMI_ID_E id, HI_HDMI_SINK_CAPABILITY_S*
 HI_S32 HI_MPI_HDMI_Force_GetEDID(HI_HDMI_ID_E id, HI_HDMI_EDID_S* edid) {
   Found f = opened(id);
   if (!f.o) return f.rc;
-  if (!edid) return HI_ERR_HDMI_NUL_PTR;
+  if (!edid) return noPointer("the EDID");
   std::memset(edid, 0, sizeof *edid);
   static const HI_U8 header[] = {0x00, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0x00, 0x52, 0x6C, 0x80, 0x10};
   std::memcpy(edid->u8Edid, header, sizeof header);
@@ -202,7 +217,7 @@ HI_S32 HI_MPI_HDMI_Force_GetEDID(HI_HDMI_ID_E id, HI_HDMI_EDID_S* edid) {
 HI_S32 HI_MPI_HDMI_SetAVMute(HI_HDMI_ID_E id, HI_BOOL mute) {
   Found f = opened(id);
   if (!f.o) return f.rc;
-  if (!flag(mute)) return HI_ERR_HDMI_INVALID_PARA;
+  if (!flag(mute)) return refuse(HI_ERR_HDMI_INVALID_PARA, "mute %d is neither HI_TRUE nor HI_FALSE", mute);
   f.o->values["muted"] = mute;
   return HI_SUCCESS;
 }
@@ -220,7 +235,7 @@ HI_S32 HI_MPI_HDMI_SetDeepColor(HI_HDMI_ID_E id, HI_HDMI_DEEP_COLOR_E mode) {
 HI_S32 HI_MPI_HDMI_GetDeepColor(HI_HDMI_ID_E id, HI_HDMI_DEEP_COLOR_E* mode) {
   Found f = opened(id);
   if (!f.o) return f.rc;
-  if (!mode) return HI_ERR_HDMI_NUL_PTR;
+  if (!mode) return noPointer("the deep colour mode");
   *mode = attrOf(*f.o).enDeepColorMode;
   return HI_SUCCESS;
 }

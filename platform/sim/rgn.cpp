@@ -146,7 +146,7 @@ namespace h {
 
 HI_S32 HI_MPI_RGN_Create(RGN_HANDLE h, const RGN_ATTR_S* attr) {
   if (h >= RGN_HANDLE_MAX) return refuse(fault(INVALID_DEVID), "region handle %u outside [0, %d)", h, RGN_HANDLE_MAX);
-  if (!sys_ready()) return refuse(fault(SYS_NOTREADY), "the system is not initialised (SYS.Init)");
+  if (!sys_ready()) return notReady(kMod);
   if (!attr) return refuse(fault(NULL_PTR), "no attributes given (null pointer)");
   if (find(regionKey(h))) return refuse(fault(EXIST), "region %u exists already", h);
   if (HI_S32 bad = judgeAttr(*attr)) return bad;
@@ -235,8 +235,9 @@ HI_S32 HI_MPI_RGN_GetDisplayAttr(RGN_HANDLE h, const MPP_CHN_S* chn, RGN_CHN_ATT
 
 HI_S32 HI_MPI_RGN_SetAttachField(RGN_HANDLE h, VIDEO_FIELD_E field) {
   return store(kMod, region(h), "Field", &field, [](VIDEO_FIELD_E f) {
-    return f == VIDEO_FIELD_TOP || f == VIDEO_FIELD_BOTTOM || f == VIDEO_FIELD_FRAME ? HI_SUCCESS
-                                                                                     : fault(ILLEGAL_PARAM);
+    return checks(kMod)
+        .rule(f == VIDEO_FIELD_TOP || f == VIDEO_FIELD_BOTTOM || f == VIDEO_FIELD_FRAME,
+              "field %d is none of top, bottom and frame", f);
   });
 }
 

@@ -103,13 +103,23 @@ Key keyOf(const MPP_CHN_S& chn) {
 }
 
 // Both ends of a binding must exist where the module is simulated; the
-// platform answers with that module's "does not exist", or the closest code
-// the module defines.
-HI_S32 checkExists(const MPP_CHN_S& chn) {
+// platform answers with that module's "does not exist", or the nearest code
+// of a module that has none: capture and display channels exist once
+// configured, audio channels once enabled, and the display's only source is
+// its write-back, which exists while enabled.
+HI_S32 checkExists(const MPP_CHN_S& chn, Role role) {
   const Key k = keyOf(chn);
   if (endpoint_exists(k)) return HI_SUCCESS;
-  const int mod = static_cast<int>(chn.enModId);
-  return refuse(code_of(mod, UNEXIST, {NOT_CONFIG, NOT_PERM}), "%s does not exist", label(k).c_str());
+  const std::string what = label(k);
+  switch (k.mod) {
+    case HI_ID_VIU: return refuse(HI_ERR_VI_FAILED_NOTCONFIG, "%s has no attributes (SetChnAttr)", what.c_str());
+    case HI_ID_VOU:
+      if (role == AsSource) return refuse(HI_ERR_VO_NOT_PERMIT, "the write-back (%s) is not enabled", what.c_str());
+      return refuse(HI_ERR_VO_CHN_NOT_CONFIG, "%s has no attributes (SetChnAttr)", what.c_str());
+    case HI_ID_AI: return refuse(HI_ERR_AI_NOT_ENABLED, "%s was never enabled", what.c_str());
+    case HI_ID_AO: return refuse(HI_ERR_AO_NOT_ENABLED, "%s was never enabled", what.c_str());
+    default: return refuse(code_of(k.mod, UNEXIST, {NOT_CONFIG, NOT_PERM}), "%s does not exist", what.c_str());
+  }
 }
 
 // What a script left behind at system exit: the call goes through, the
@@ -240,8 +250,8 @@ HI_S32 HI_MPI_SYS_Bind(MPP_CHN_S* src, MPP_CHN_S* dst) {
   if (!started(kSys)) return notReady();
   if (HI_S32 rc = check(src, AsSource)) return rc;
   if (HI_S32 rc = check(dst, AsDestination)) return rc;
-  if (HI_S32 rc = checkExists(*src)) return rc;
-  if (HI_S32 rc = checkExists(*dst)) return rc;
+  if (HI_S32 rc = checkExists(*src, AsSource)) return rc;
+  if (HI_S32 rc = checkExists(*dst, AsDestination)) return rc;
   Key had;
   if (source_of(keyOf(*dst), &had))
     return refuse(err(HI_ID_SYS, BUSY), "%s is bound to %s already: a destination has one source",

@@ -175,7 +175,7 @@ HI_S32 HI_MPI_VB_GetConf(VB_CONF_S* conf) {
 HI_S32 HI_MPI_VB_Init(void) {
   if (!g_vb.configured) return refuse(err(HI_ID_VB, NOT_PERM), "the common pools were never configured (VB.SetConf)");
   if (started(kVb)) return HI_SUCCESS;
-  if (!makePools(g_vb.conf, Owner::Common, -1)) return err(HI_ID_VB, NOMEM);
+  if (!makePools(g_vb.conf, Owner::Common, -1)) return err(HI_ID_VB, NOMEM);  // makePool said why
   obtain(kVb).started = true;
   return HI_SUCCESS;
 }
@@ -220,10 +220,13 @@ HI_S32 HI_MPI_VB_MmapPool(VB_POOL id) {
   return HI_SUCCESS;
 }
 
+// Unmapping a pool that is not mapped changes nothing; whether a board
+// answers an error is not known, so the call goes through with a finding.
 HI_S32 HI_MPI_VB_MunmapPool(VB_POOL id) {
   auto it = g_vb.pools.find(id);
   if (it == g_vb.pools.end()) return refuse(err(HI_ID_VB, UNEXIST), "pool %u does not exist", id);
-  if (!it->second.mapped) return refuse(err(HI_ID_VB, NOT_PERM), "pool %u is not mapped", id);
+  if (!it->second.mapped)
+    finding("munmap-not-mapped", "VB pool " + std::to_string(id) + " is not mapped: nothing unmapped");
   it->second.mapped = false;
   return HI_SUCCESS;
 }
@@ -269,7 +272,9 @@ HI_S32 HI_MPI_VB_InquireUserCnt(VB_BLK handle) {
 }
 
 VB_POOL HI_MPI_VB_Handle2PoolId(VB_BLK handle) {
-  return blockUsers(handle) ? handle >> kIndexBits : VB_INVALID_POOLID;
+  if (blockUsers(handle)) return handle >> kIndexBits;
+  refuse(err(HI_ID_VB, ILLEGAL_PARAM), "block 0x%X does not exist", handle);
+  return VB_INVALID_POOLID;
 }
 
 HI_S32 HI_MPI_VB_SetModPoolConf(VB_UID_E uid, const VB_CONF_S* conf) {
@@ -301,7 +306,7 @@ HI_S32 HI_MPI_VB_InitModCommPool(VB_UID_E uid) {
   if (!m.configured)
     return refuse(err(HI_ID_VB, NOT_PERM), "the pools of user %d were never configured (SetModPoolConf)", uid);
   if (m.initialised) return HI_SUCCESS;
-  if (!makePools(m.conf, Owner::Module, uid)) return err(HI_ID_VB, NOMEM);
+  if (!makePools(m.conf, Owner::Module, uid)) return err(HI_ID_VB, NOMEM);  // makePool said why
   m.initialised = true;
   return HI_SUCCESS;
 }
@@ -314,4 +319,10 @@ HI_S32 HI_MPI_VB_ExitModCommPool(VB_UID_E uid) {
 }
 
 }  // namespace h
+bool picture_block_fits(std::size_t bytes) {
+  for (const auto& p : g_vb.pools)
+    if (p.second.owner != Owner::Private && p.second.blkSize >= bytes) return true;
+  return false;
+}
+
 }  // namespace sim

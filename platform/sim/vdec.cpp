@@ -71,18 +71,22 @@ bool pictures(PAYLOAD_TYPE_E type) { return type == PT_JPEG || type == PT_MJPEG;
 
 HI_S32 judgeAttr(const VDEC_CHN_ATTR_S& a) {
   Limits l;
-  if (!limitsOf(a.enType, &l)) return fault(NOT_SUPPORT);
-  bool fits = within(a.u32PicWidth, l.minW, l.maxW) && within(a.u32PicHeight, l.minH, l.maxH);
-  bool buffer = static_cast<unsigned long long>(a.u32BufSize) * 4 >=
-                static_cast<unsigned long long>(a.u32PicWidth) * a.u32PicHeight * 3;
-  if (!fits || !buffer) return fault(ILLEGAL_PARAM);
-  if (pictures(a.enType)) {
-    const VDEC_ATTR_JPEG_S& j = a.stVdecJpegAttr;
-    return j.enMode < VIDEO_MODE_BUTT && j.enJpegFormat < JPG_COLOR_FMT_BUTT ? HI_SUCCESS : fault(ILLEGAL_PARAM);
-  }
+  if (!limitsOf(a.enType, &l))
+    return refuse(fault(NOT_SUPPORT), "payload type %d is not one the decoder takes", a.enType);
+  const unsigned long long area = static_cast<unsigned long long>(a.u32PicWidth) * a.u32PicHeight;
+  Judge j = checks(kMod);
+  j.rule(within(a.u32PicWidth, l.minW, l.maxW) && within(a.u32PicHeight, l.minH, l.maxH),
+         "picture %ux%u outside %ux%u to %ux%u", a.u32PicWidth, a.u32PicHeight, l.minW, l.minH, l.maxW, l.maxH)
+      .rule(static_cast<unsigned long long>(a.u32BufSize) * 4 >= area * 3,
+            "stream buffer of %u bytes is smaller than %llu (3/4 of %ux%u)", a.u32BufSize, area * 3 / 4,
+            a.u32PicWidth, a.u32PicHeight);
+  if (pictures(a.enType))
+    return j.below("JPEG video mode", a.stVdecJpegAttr.enMode, VIDEO_MODE_BUTT)
+        .below("JPEG colour format", a.stVdecJpegAttr.enJpegFormat, JPG_COLOR_FMT_BUTT);
   const VDEC_ATTR_VIDEO_S& v = a.stVdecVideoAttr;
-  bool flag = v.bTemporalMvpEnable == HI_TRUE || v.bTemporalMvpEnable == HI_FALSE;
-  return v.u32RefFrameNum <= 16 && v.enMode < VIDEO_MODE_BUTT && flag ? HI_SUCCESS : fault(ILLEGAL_PARAM);
+  return j.range("reference frame count", v.u32RefFrameNum, 0, 16)
+      .below("video mode", v.enMode, VIDEO_MODE_BUTT)
+      .flag("bTemporalMvpEnable", v.bTemporalMvpEnable);
 }
 
 VDEC_CHN_ATTR_S attrOf(const Object& o) {
@@ -94,35 +98,38 @@ VDEC_CHN_ATTR_S attrOf(const Object& o) {
 // ---- parameters -----------------------------------------------------------------
 
 HI_S32 judgeParam(const VDEC_CHN_PARAM_S& p) {
-  bool ok = within(p.s32DisplayFrameNum, 0, 16) && within(p.s32ChanErrThr, 0, 100) && p.s32ChanStrmOFThr >= 0 &&
-            within(p.s32DecMode, 0, 2) && within(p.s32DecOrderOutput, 0, 1) && p.enVideoFormat < VIDEO_FORMAT_BUTT &&
-            p.enCompressMode < COMPRESS_MODE_BUTT;
-  return ok ? HI_SUCCESS : fault(ILLEGAL_PARAM);
+  return checks(kMod)
+      .range("display frame count", p.s32DisplayFrameNum, 0, 16)
+      .range("error threshold (%)", p.s32ChanErrThr, 0, 100)
+      .rule(p.s32ChanStrmOFThr >= 0, "stream overflow threshold %d is negative", p.s32ChanStrmOFThr)
+      .range("decoding mode", p.s32DecMode, 0, 2)
+      .range("decoding-order output", p.s32DecOrderOutput, 0, 1)
+      .below("video format", p.enVideoFormat, VIDEO_FORMAT_BUTT)
+      .below("compression mode", p.enCompressMode, COMPRESS_MODE_BUTT);
 }
 
 const VDEC_CHN_PARAM_S kDefaultParam = {2, 0, 0, 0, 0, VIDEO_FORMAT_LINEAR, COMPRESS_MODE_NONE, 0};
 
 // The channel's own video payload, within the decoder's counts.
 HI_S32 judgeProtocol(PAYLOAD_TYPE_E channelType, const VDEC_PRTCL_PARAM_S& p) {
-  if (p.enType != channelType) return fault(ILLEGAL_PARAM);
+  if (p.enType != channelType)
+    return refuse(fault(ILLEGAL_PARAM), "protocol parameters of payload %d for a channel of payload %d", p.enType,
+                  channelType);
+  Judge j = checks(kMod);
   if (p.enType == PT_H264) {
     const H264_PRTCL_PARAM_S& h = p.stH264PrtclParam;
-    return within(h.s32MaxSliceNum, VDH_H264D_MIN_SLICE, VDH_H264D_MAX_SLICE) &&
-                   within(h.s32MaxSpsNum, VDH_H264D_MIN_SPS, VDH_H264D_MAX_SPS) &&
-                   within(h.s32MaxPpsNum, VDH_H264D_MIN_PPS, VDH_H264D_MAX_PPS)
-               ? HI_SUCCESS
-               : fault(ILLEGAL_PARAM);
+    return j.range("H.264 slice count", h.s32MaxSliceNum, VDH_H264D_MIN_SLICE, VDH_H264D_MAX_SLICE)
+        .range("H.264 SPS count", h.s32MaxSpsNum, VDH_H264D_MIN_SPS, VDH_H264D_MAX_SPS)
+        .range("H.264 PPS count", h.s32MaxPpsNum, VDH_H264D_MIN_PPS, VDH_H264D_MAX_PPS);
   }
   if (p.enType == PT_H265) {
     const H265_PRTCL_PARAM_S& h = p.stH265PrtclParam;
-    return within(h.s32MaxSliceSegmentNum, VDH_H265D_MIN_SLICE, VDH_H265D_MAX_SLICE) &&
-                   within(h.s32MaxVpsNum, VDH_H265D_MIN_VPS, VDH_H265D_MAX_VPS) &&
-                   within(h.s32MaxSpsNum, VDH_H265D_MIN_SPS, VDH_H265D_MAX_SPS) &&
-                   within(h.s32MaxPpsNum, VDH_H265D_MIN_PPS, VDH_H265D_MAX_PPS)
-               ? HI_SUCCESS
-               : fault(ILLEGAL_PARAM);
+    return j.range("H.265 slice segment count", h.s32MaxSliceSegmentNum, VDH_H265D_MIN_SLICE, VDH_H265D_MAX_SLICE)
+        .range("H.265 VPS count", h.s32MaxVpsNum, VDH_H265D_MIN_VPS, VDH_H265D_MAX_VPS)
+        .range("H.265 SPS count", h.s32MaxSpsNum, VDH_H265D_MIN_SPS, VDH_H265D_MAX_SPS)
+        .range("H.265 PPS count", h.s32MaxPpsNum, VDH_H265D_MIN_PPS, VDH_H265D_MAX_PPS);
   }
-  return fault(NOT_SUPPORT);  // pictures have no protocol parameters
+  return refuse(fault(NOT_SUPPORT), "payload %d: pictures have no protocol parameters", p.enType);
 }
 
 VDEC_PRTCL_PARAM_S defaultProtocol(PAYLOAD_TYPE_E type) {
@@ -160,7 +167,8 @@ HI_S32 HI_MPI_VDEC_DestroyChn(VDEC_CHN chn) {
 HI_S32 HI_MPI_VDEC_ResetChn(VDEC_CHN chn) {
   Found f = channel(chn);
   if (!f.o) return f.rc;
-  if (f.o->started) return fault(NOT_PERM);
+  if (f.o->started)
+    return refuse(fault(NOT_PERM), "VDEC channel %d receives a stream: stop it before resetting it", chn);
   vdec::forget(chn);
   return HI_SUCCESS;
 }
@@ -182,7 +190,7 @@ HI_S32 HI_MPI_VDEC_StopRecvStream(VDEC_CHN chn) {
 HI_S32 HI_MPI_VDEC_GetChnAttr(VDEC_CHN chn, VDEC_CHN_ATTR_S* attr) {
   Found f = channel(chn);
   if (!f.o) return f.rc;
-  if (!attr) return fault(NULL_PTR);
+  if (!attr) return refuse(fault(NULL_PTR), "nowhere to write the attributes (null pointer)");
   *attr = attrOf(*f.o);
   return HI_SUCCESS;
 }
@@ -204,7 +212,9 @@ HI_S32 HI_MPI_VDEC_GetChnParam(VDEC_CHN chn, VDEC_CHN_PARAM_S* param) {
 
 HI_S32 HI_MPI_VDEC_SetProtocolParam(VDEC_CHN chn, VDEC_PRTCL_PARAM_S* param) {
   Found f = channel(chn);
-  if (f.o && f.o->started) return fault(NOT_PERM);
+  if (f.o && f.o->started)
+    return refuse(fault(NOT_PERM), "VDEC channel %d receives a stream: set protocol parameters before StartRecvStream",
+                  chn);
   PAYLOAD_TYPE_E type = f.o ? attrOf(*f.o).enType : PT_H264;
   return store(kMod, f, "PrtclParam", param,
                [&](const VDEC_PRTCL_PARAM_S& p) { return judgeProtocol(type, p); });
@@ -213,13 +223,14 @@ HI_S32 HI_MPI_VDEC_SetProtocolParam(VDEC_CHN chn, VDEC_PRTCL_PARAM_S* param) {
 HI_S32 HI_MPI_VDEC_GetProtocolParam(VDEC_CHN chn, VDEC_PRTCL_PARAM_S* param) {
   Found f = channel(chn);
   PAYLOAD_TYPE_E type = f.o ? attrOf(*f.o).enType : PT_H264;
-  if (f.o && pictures(type)) return fault(NOT_SUPPORT);
+  if (f.o && pictures(type))
+    return refuse(fault(NOT_SUPPORT), "VDEC channel %d decodes pictures, which have no protocol parameters", chn);
   return load(kMod, f, "PrtclParam", param, defaultProtocol(type));
 }
 
 HI_S32 HI_MPI_VDEC_SetRotate(VDEC_CHN chn, ROTATE_E rotate) {
   return store(kMod, channel(chn), "Rotate", &rotate,
-               [](ROTATE_E r) { return r < ROTATE_BUTT ? HI_SUCCESS : fault(ILLEGAL_PARAM); });
+               [](ROTATE_E r) { return checks(kMod).below("rotation", r, ROTATE_BUTT); });
 }
 
 HI_S32 HI_MPI_VDEC_GetRotate(VDEC_CHN chn, ROTATE_E* rotate) {
@@ -230,7 +241,7 @@ HI_S32 HI_MPI_VDEC_GetRotate(VDEC_CHN chn, ROTATE_E* rotate) {
 HI_S32 HI_MPI_VDEC_SetUserPic(VDEC_CHN chn, VIDEO_FRAME_INFO_S* picture) {
   Found f = channel(chn);
   if (!f.o) return f.rc;
-  if (!picture) return fault(NULL_PTR);
+  if (!picture) return refuse(fault(NULL_PTR), "no user picture given (null pointer)");
   f.o->values["userPic"] = 1;
   return HI_SUCCESS;
 }
@@ -238,8 +249,9 @@ HI_S32 HI_MPI_VDEC_SetUserPic(VDEC_CHN chn, VIDEO_FRAME_INFO_S* picture) {
 HI_S32 HI_MPI_VDEC_EnableUserPic(VDEC_CHN chn, HI_BOOL instant) {
   Found f = channel(chn);
   if (!f.o) return f.rc;
-  if (instant != HI_TRUE && instant != HI_FALSE) return fault(ILLEGAL_PARAM);
-  if (!f.o->values.count("userPic")) return fault(NOT_PERM);  // no picture set
+  if (HI_S32 bad = checks(kMod).flag("instant", instant)) return bad;
+  if (!f.o->values.count("userPic"))
+    return refuse(fault(NOT_PERM), "VDEC channel %d has no user picture: SetUserPic first", chn);
   f.o->values["userPicShown"] = 1;
   return HI_SUCCESS;
 }
@@ -253,7 +265,9 @@ HI_S32 HI_MPI_VDEC_DisableUserPic(VDEC_CHN chn) {
 
 HI_S32 HI_MPI_VDEC_SetDisplayMode(VDEC_CHN chn, VIDEO_DISPLAY_MODE_E mode) {
   return store(kMod, channel(chn), "DisplayMode", &mode,
-               [](VIDEO_DISPLAY_MODE_E m) { return m < VIDEO_DISPLAY_MODE_BUTT ? HI_SUCCESS : fault(ILLEGAL_PARAM); });
+               [](VIDEO_DISPLAY_MODE_E m) {
+                 return checks(kMod).below("display mode", m, VIDEO_DISPLAY_MODE_BUTT);
+               });
 }
 
 HI_S32 HI_MPI_VDEC_GetDisplayMode(VDEC_CHN chn, VIDEO_DISPLAY_MODE_E* mode) {
@@ -295,9 +309,11 @@ HI_S32 HI_MPI_VDEC_GetChnVBCnt(VDEC_CHN chn, HI_U32* count) {
 HI_S32 HI_MPI_VDEC_AttachVbPool(VDEC_CHN chn, VDEC_CHN_POOL_S* pools) {
   Found f = channel(chn);
   if (!f.o) return f.rc;
-  if (!pools) return fault(NULL_PTR);
-  if (f.o->has("Pools")) return fault(NOT_PERM);
-  if (pools->hPicVbPool == VB_INVALID_POOLID) return fault(ILLEGAL_PARAM);
+  if (!pools) return refuse(fault(NULL_PTR), "no pools given (null pointer)");
+  if (f.o->has("Pools"))
+    return refuse(fault(NOT_PERM), "VDEC channel %d has pools attached already: detach them first", chn);
+  if (pools->hPicVbPool == VB_INVALID_POOLID)
+    return refuse(fault(ILLEGAL_PARAM), "picture pool 0x%X is the invalid pool id", pools->hPicVbPool);
   f.o->put("Pools", *pools);
   return HI_SUCCESS;
 }
@@ -305,20 +321,26 @@ HI_S32 HI_MPI_VDEC_AttachVbPool(VDEC_CHN chn, VDEC_CHN_POOL_S* pools) {
 HI_S32 HI_MPI_VDEC_DetachVbPool(VDEC_CHN chn) {
   Found f = channel(chn);
   if (!f.o) return f.rc;
-  if (!f.o->attrs.erase("Pools")) return fault(NOT_PERM);
+  // Whether a board refuses detaching what is not attached is not known.
+  if (!f.o->attrs.erase("Pools"))
+    finding("detach-not-attached", label(chnKey(chn)) + " has no pools attached: nothing detached");
   return HI_SUCCESS;
 }
 
 HI_S32 HI_MPI_VDEC_SetModParam(VDEC_MOD_PARAM_S* param) {
-  if (!param) return fault(NULL_PTR);
-  if (anyChannel()) return fault(NOT_PERM);
-  if (param->u32MiniBufMode > 1 || param->u32VBSource > 2) return fault(ILLEGAL_PARAM);
+  if (!param) return refuse(fault(NULL_PTR), "no module parameters given (null pointer)");
+  if (anyChannel())
+    return refuse(fault(NOT_PERM), "decoder channels exist: set module parameters before creating any");
+  if (HI_S32 bad = checks(kMod)
+                       .range("mini buffer mode", param->u32MiniBufMode, 0, 1)
+                       .range("buffer source", param->u32VBSource, 0, 2))
+    return bad;
   obtain(kModule).put("ModParam", *param);
   return HI_SUCCESS;
 }
 
 HI_S32 HI_MPI_VDEC_GetModParam(VDEC_MOD_PARAM_S* param) {
-  if (!param) return fault(NULL_PTR);
+  if (!param) return refuse(fault(NULL_PTR), "nowhere to write the module parameters (null pointer)");
   const Object* m = find(kModule);
   if (!m || !m->get("ModParam", param)) *param = kDefaultModParam;
   return HI_SUCCESS;

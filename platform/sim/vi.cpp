@@ -36,15 +36,21 @@ const bool g_endpoint = (on_endpoint(kMod, [](Key k) {
 }), on_address(kMod, [](Key k) { return k.chn >= 0 && k.chn < VIU_MAX_CHN_NUM ? chnKey(k.chn) : k; }), true);
 
 Found device(VI_DEV dev) {
-  if (dev < 0 || dev >= VIU_MAX_DEV_NUM) return missing(fault(INVALID_DEVID));
+  if (dev < 0 || dev >= VIU_MAX_DEV_NUM)
+    return missing(refuse(fault(INVALID_DEVID), "VI device %d outside [0, %d)", dev, VIU_MAX_DEV_NUM));
   return {&obtain(devKey(dev)), HI_SUCCESS};
 }
 
-// A channel that exists (its attributes are set).
+HI_S32 badChannel(VI_CHN chn) {
+  return refuse(fault(INVALID_CHNID), "VI channel %d outside [0, %d)", chn, VIU_MAX_CHN_NUM);
+}
+
+// A channel that exists (its attributes are set). The capture unit has no
+// "does not exist": a channel never set up is not configured.
 Found channel(VI_CHN chn) {
-  if (chn < 0 || chn >= VIU_MAX_CHN_NUM) return missing(fault(INVALID_CHNID));
+  if (chn < 0 || chn >= VIU_MAX_CHN_NUM) return missing(badChannel(chn));
   Object* o = find(chnKey(chn));
-  return {o, o ? HI_SUCCESS : fault(NOT_CONFIG)};
+  return {o, o ? HI_SUCCESS : refuse(fault(NOT_CONFIG), "VI channel %d has no attributes (SetChnAttr)", chn)};
 }
 
 bool channelsEnabled(VI_DEV dev) {
@@ -54,39 +60,59 @@ bool channelsEnabled(VI_DEV dev) {
 }
 
 HI_S32 judgeDevAttr(const VI_DEV_ATTR_S& a) {
-  bool ok = a.enIntfMode < VI_MODE_BUTT && a.enWorkMode < VI_WORK_MODE_BUTT && a.enClkEdge < VI_CLK_EDGE_BUTT &&
-            a.enDataSeq < VI_DATA_YUV_BUTT && (a.bDataRev == HI_TRUE || a.bDataRev == HI_FALSE);
-  return ok ? HI_SUCCESS : fault(ILLEGAL_PARAM);
+  return checks(kMod)
+      .below("interface mode", a.enIntfMode, VI_MODE_BUTT)
+      .below("work mode", a.enWorkMode, VI_WORK_MODE_BUTT)
+      .below("clock edge", a.enClkEdge, VI_CLK_EDGE_BUTT)
+      .below("data sequence", a.enDataSeq, VI_DATA_YUV_BUTT)
+      .flag("bDataRev", a.bDataRev);
+}
+
+bool semiplanar(PIXEL_FORMAT_E f) {
+  return f == PIXEL_FORMAT_YUV_SEMIPLANAR_420 || f == PIXEL_FORMAT_YUV_SEMIPLANAR_422;
 }
 
 // Capture within the largest picture, scaled down (never up), in a
 // semi-planar format, at a destination rate no higher than the source's.
 HI_S32 judgeChnAttr(const VI_CHN_ATTR_S& a) {
+  if (!semiplanar(a.enPixFormat))
+    return refuse(fault(NOT_SUPPORT), "pixel format %d: capture writes semi-planar YUV 4:2:0 or 4:2:2", a.enPixFormat);
   const RECT_S& r = a.stCapRect;
-  bool rect = r.s32X >= 0 && r.s32Y >= 0 && within(r.u32Width, 32, 4096) && within(r.u32Height, 32, 4096) &&
-              r.s32X + r.u32Width <= 4096 && r.s32Y + r.u32Height <= 4096;
-  bool size = within(a.stDestSize.u32Width, 32, r.u32Width) && within(a.stDestSize.u32Height, 32, r.u32Height);
-  bool format = a.enPixFormat == PIXEL_FORMAT_YUV_SEMIPLANAR_420 || a.enPixFormat == PIXEL_FORMAT_YUV_SEMIPLANAR_422;
-  bool flags = (a.bMirror == HI_TRUE || a.bMirror == HI_FALSE) && (a.bFlip == HI_TRUE || a.bFlip == HI_FALSE);
-  bool rates = (a.s32SrcFrameRate == -1 && a.s32DstFrameRate == -1) ||
-               (a.s32SrcFrameRate > 0 && a.s32DstFrameRate > 0 && a.s32DstFrameRate <= a.s32SrcFrameRate);
-  bool modes = a.enCapSel < VI_CAPSEL_BUTT && a.enScanMode < VI_SCAN_BUTT;
-  if (!format) return fault(NOT_SUPPORT);
-  return rect && size && flags && rates && modes ? HI_SUCCESS : fault(ILLEGAL_PARAM);
+  if (HI_S32 bad = checks(kMod)
+                       .rule(r.s32X >= 0 && r.s32Y >= 0, "capture position (%d, %d) is negative", r.s32X, r.s32Y)
+                       .range("capture width", r.u32Width, 32, 4096)
+                       .range("capture height", r.u32Height, 32, 4096)
+                       .rule(r.s32X + r.u32Width <= 4096 && r.s32Y + r.u32Height <= 4096,
+                             "capture rectangle (%d, %d) %ux%u reaches beyond 4096x4096", r.s32X, r.s32Y, r.u32Width,
+                             r.u32Height)
+                       .rule(within(a.stDestSize.u32Width, 32, r.u32Width) &&
+                                 within(a.stDestSize.u32Height, 32, r.u32Height),
+                             "picture %ux%u outside 32x32 to the capture size %ux%u (no scaling up)",
+                             a.stDestSize.u32Width, a.stDestSize.u32Height, r.u32Width, r.u32Height)
+                       .flag("bMirror", a.bMirror)
+                       .flag("bFlip", a.bFlip))
+    return bad;
+  if (HI_S32 bad = judgeFrameRates(kMod, a.s32SrcFrameRate, a.s32DstFrameRate)) return bad;
+  return checks(kMod)
+      .below("capture selection", a.enCapSel, VI_CAPSEL_BUTT)
+      .below("scan mode", a.enScanMode, VI_SCAN_BUTT);
 }
 
 // A user picture is either a picture in a buffer (a semi-planar frame with a
 // size and an address) or a background colour (24-bit RGB).
 HI_S32 judgeUserPic(const VI_USERPIC_ATTR_S& p) {
-  if (p.bPub != HI_TRUE && p.bPub != HI_FALSE) return fault(ILLEGAL_PARAM);
+  Judge j = checks(kMod);
+  if (j.flag("bPub", p.bPub)) return j;
   if (p.enUsrPicMode == VI_USERPIC_MODE_BGC)
-    return p.unUsrPic.stUsrPicBg.u32BgColor <= 0xFFFFFFu ? HI_SUCCESS : fault(ILLEGAL_PARAM);
-  if (p.enUsrPicMode != VI_USERPIC_MODE_PIC) return fault(ILLEGAL_PARAM);
+    return j.range("background colour", p.unUsrPic.stUsrPicBg.u32BgColor, 0, 0xFFFFFF);
+  if (p.enUsrPicMode != VI_USERPIC_MODE_PIC)
+    return refuse(fault(ILLEGAL_PARAM), "user picture mode %d is neither a picture nor a colour", p.enUsrPicMode);
   const VIDEO_FRAME_S& f = p.unUsrPic.stUsrPicFrm.stVFrame;
-  bool picture = within(f.u32Width, 32, 4096) && within(f.u32Height, 32, 4096) && f.u32PhyAddr[0] != 0 &&
-                 (f.enPixelFormat == PIXEL_FORMAT_YUV_SEMIPLANAR_420 ||
-                  f.enPixelFormat == PIXEL_FORMAT_YUV_SEMIPLANAR_422);
-  return picture ? HI_SUCCESS : fault(ILLEGAL_PARAM);
+  return j.range("user picture width", f.u32Width, 32, 4096)
+      .range("user picture height", f.u32Height, 32, 4096)
+      .rule(f.u32PhyAddr[0] != 0, "the user picture has no buffer (physical address 0)")
+      .rule(semiplanar(f.enPixelFormat), "user picture pixel format %d: semi-planar YUV 4:2:0 or 4:2:2 only",
+            f.enPixelFormat);
 }
 
 }  // namespace
@@ -96,8 +122,10 @@ namespace h {
 HI_S32 HI_MPI_VI_SetDevAttr(VI_DEV dev, const VI_DEV_ATTR_S* attr) {
   Found d = device(dev);
   if (!d.o) return d.rc;
-  if (!attr) return fault(NULL_PTR);
-  if (d.o->enabled) return HI_ERR_VI_FAILED_NOTDISABLE;  // disable before reconfiguring
+  if (!attr) return refuse(fault(NULL_PTR), "no attributes given (null pointer)");
+  if (d.o->enabled)
+    return refuse(HI_ERR_VI_FAILED_NOTDISABLE, "VI device %d is enabled: disable it before setting its attributes",
+                  dev);
   if (HI_S32 bad = judgeDevAttr(*attr)) return bad;
   d.o->put("DevAttr", *attr);
   return HI_SUCCESS;
@@ -110,8 +138,8 @@ HI_S32 HI_MPI_VI_GetDevAttr(VI_DEV dev, VI_DEV_ATTR_S* attr) {
 HI_S32 HI_MPI_VI_EnableDev(VI_DEV dev) {
   Found d = device(dev);
   if (!d.o) return d.rc;
-  if (!sys_ready()) return fault(SYS_NOTREADY);
-  if (!d.o->has("DevAttr")) return fault(NOT_CONFIG);
+  if (!sys_ready()) return notReady(kMod);
+  if (!d.o->has("DevAttr")) return refuse(fault(NOT_CONFIG), "VI device %d has no attributes (SetDevAttr)", dev);
   d.o->enabled = true;
   return HI_SUCCESS;
 }
@@ -119,14 +147,15 @@ HI_S32 HI_MPI_VI_EnableDev(VI_DEV dev) {
 HI_S32 HI_MPI_VI_DisableDev(VI_DEV dev) {
   Found d = device(dev);
   if (!d.o) return d.rc;
-  if (channelsEnabled(dev)) return HI_ERR_VI_FAILED_CHNOTDISABLE;  // disable the channels first
+  if (channelsEnabled(dev))
+    return refuse(HI_ERR_VI_FAILED_CHNOTDISABLE, "VI device %d has enabled channels: disable them first", dev);
   d.o->enabled = false;
   return HI_SUCCESS;
 }
 
 HI_S32 HI_MPI_VI_SetChnAttr(VI_CHN chn, const VI_CHN_ATTR_S* attr) {
-  if (chn < 0 || chn >= VIU_MAX_CHN_NUM) return fault(INVALID_CHNID);
-  if (!attr) return fault(NULL_PTR);
+  if (chn < 0 || chn >= VIU_MAX_CHN_NUM) return badChannel(chn);
+  if (!attr) return refuse(fault(NULL_PTR), "no attributes given (null pointer)");
   if (HI_S32 bad = judgeChnAttr(*attr)) return bad;
   obtain(chnKey(chn)).put("ChnAttr", *attr);
   return HI_SUCCESS;
@@ -157,15 +186,17 @@ HI_S32 HI_MPI_VI_ClearChnMinorAttr(VI_CHN chn) {
 HI_S32 HI_MPI_VI_EnableChn(VI_CHN chn) {
   Found c = channel(chn);
   if (!c.o) return c.rc;
-  if (!sys_ready()) return fault(SYS_NOTREADY);
+  if (!sys_ready()) return notReady(kMod);
   const Object* d = find(devKey(deviceOf(chn)));
-  if (!cascade(chn) && !(d && d->enabled)) return HI_ERR_VI_FAILED_NOTENABLE;
+  if (!cascade(chn) && !(d && d->enabled))
+    return refuse(HI_ERR_VI_FAILED_NOTENABLE, "VI channel %d captures through device %d, which is not enabled", chn,
+                  deviceOf(chn));
   c.o->enabled = true;
   return HI_SUCCESS;
 }
 
 HI_S32 HI_MPI_VI_DisableChn(VI_CHN chn) {
-  if (chn < 0 || chn >= VIU_MAX_CHN_NUM) return fault(INVALID_CHNID);
+  if (chn < 0 || chn >= VIU_MAX_CHN_NUM) return badChannel(chn);
   if (Object* o = find(chnKey(chn))) o->enabled = false;
   return HI_SUCCESS;
 }
@@ -179,7 +210,7 @@ HI_S32 HI_MPI_VI_DisableChnInterrupt(VI_CHN chn) { return channel(chn).rc; }
 HI_S32 HI_MPI_VI_Query(VI_CHN chn, VI_CHN_STAT_S* stat) {
   Found c = channel(chn);
   if (!c.o) return c.rc;
-  if (!stat) return fault(NULL_PTR);
+  if (!stat) return refuse(fault(NULL_PTR), "nowhere to write the status (null pointer)");
   VI_CHN_ATTR_S a{};
   c.o->get("ChnAttr", &a);
   *stat = VI_CHN_STAT_S{};
@@ -192,7 +223,7 @@ HI_S32 HI_MPI_VI_Query(VI_CHN chn, VI_CHN_STAT_S* stat) {
 
 HI_S32 HI_MPI_VI_SetFrameDepth(VI_CHN chn, HI_U32 depth) {
   return store(kMod, channel(chn), "FrameDepth", &depth,
-               [](HI_U32 d) { return d <= VIU_MAX_USER_FRAME_DEPTH ? HI_SUCCESS : fault(ILLEGAL_PARAM); });
+               [](HI_U32 d) { return checks(kMod).range("frame depth", d, 0, VIU_MAX_USER_FRAME_DEPTH); });
 }
 
 HI_S32 HI_MPI_VI_GetFrameDepth(VI_CHN chn, HI_U32* depth) {
@@ -201,7 +232,7 @@ HI_S32 HI_MPI_VI_GetFrameDepth(VI_CHN chn, HI_U32* depth) {
 
 HI_S32 HI_MPI_VI_SetSkipMode(VI_CHN chn, VI_SKIP_MODE_E mode) {
   return store(kMod, channel(chn), "SkipMode", &mode,
-               [](VI_SKIP_MODE_E m) { return m < VI_SKIP_BUTT ? HI_SUCCESS : fault(ILLEGAL_PARAM); });
+               [](VI_SKIP_MODE_E m) { return checks(kMod).below("skip mode", m, VI_SKIP_BUTT); });
 }
 
 HI_S32 HI_MPI_VI_GetSkipMode(VI_CHN chn, VI_SKIP_MODE_E* mode) {
@@ -216,7 +247,7 @@ HI_S32 HI_MPI_VI_SetUserPic(VI_CHN chn, VI_USERPIC_ATTR_S* pic) {
 HI_S32 HI_MPI_VI_EnableUserPic(VI_CHN chn) {
   Found c = channel(chn);
   if (!c.o) return c.rc;
-  if (!c.o->has("UserPic")) return fault(NOT_PERM);
+  if (!c.o->has("UserPic")) return refuse(fault(NOT_PERM), "VI channel %d has no user picture: SetUserPic first", chn);
   c.o->values["userPicShown"] = 1;
   return HI_SUCCESS;
 }
@@ -230,7 +261,7 @@ HI_S32 HI_MPI_VI_DisableUserPic(VI_CHN chn) {
 
 HI_S32 HI_MPI_VI_SetRotate(VI_CHN chn, const ROTATE_E rotate) {
   return store(kMod, channel(chn), "Rotate", &rotate,
-               [](ROTATE_E r) { return r < ROTATE_BUTT ? HI_SUCCESS : fault(ILLEGAL_PARAM); });
+               [](ROTATE_E r) { return checks(kMod).below("rotation", r, ROTATE_BUTT); });
 }
 
 HI_S32 HI_MPI_VI_GetRotate(VI_CHN chn, ROTATE_E* rotate) {

@@ -22,6 +22,8 @@ struct Capture {
   std::int64_t next = INT64_MIN;  // when the next picture is due; MIN: not yet started
   std::uint32_t frames = 0;
   std::deque<media::PicturePtr> queue;
+  media::MutablePicture bars;  // what every picture starts from
+  std::shared_ptr<media::VideoFile> file;  // sim.source: a file instead of the pattern
 };
 
 std::map<int, Capture> g_captures;  // by channel
@@ -54,9 +56,23 @@ bool wanted(const Key& k, const Object& o) {
 media::PicturePtr capture(const Key& k, const Object& o, Capture& c, std::int64_t at) {
   VI_CHN_ATTR_S a{};
   o.get("ChnAttr", &a);
-  auto pic = media::Picture::make(a.stDestSize.u32Width, a.stDestSize.u32Height, a.enPixFormat);
-  if (!pic) return nullptr;
-  media::draw_pattern(*pic, k.chn, c.frames, at);
+  if (c.file) {
+    auto pic = media::Picture::make(a.stDestSize.u32Width, a.stDestSize.u32Height, a.enPixFormat);
+    if (!pic || !c.file->next(pic.get())) return nullptr;
+    media::check_pool(k, *pic);
+    pic->pts = static_cast<std::uint64_t>(at);
+    pic->seq = c.frames;
+    return pic;
+  }
+  if (!c.bars || c.bars->width != a.stDestSize.u32Width || c.bars->height != a.stDestSize.u32Height ||
+      c.bars->format != a.enPixFormat) {
+    c.bars = media::Picture::make(a.stDestSize.u32Width, a.stDestSize.u32Height, a.enPixFormat);
+    if (!c.bars) return nullptr;
+    media::draw_bars(*c.bars);
+  }
+  auto pic = std::make_shared<media::Picture>(*c.bars);
+  media::check_pool(k, *pic);
+  media::draw_marks(*pic, k.chn, c.frames, at);
   pic->pts = static_cast<std::uint64_t>(at);
   pic->seq = c.frames;
   return pic;
@@ -76,7 +92,7 @@ void advance(std::int64_t until) {
     if (until - c.next > kCatchUp) c.next += (until - c.next - kCatchUp) / period * period;
     for (; c.next <= until; c.next += period, ++c.frames) {
       media::PicturePtr pic = capture(k, *o, c, c.next);
-      if (!pic) break;
+      if (!pic) continue;  // nothing this time (a file that stopped playing)
       media::deliver(k, pic);
       if (std::uint32_t depth = depthOf(*o)) {
         c.queue.push_back(pic);
@@ -99,7 +115,24 @@ std::int64_t next() {
   return due;
 }
 
-const bool g_source = (media::on_source({&advance, &next}), true);
+// sim.source({"VIU", dev, chn}, path): the channel plays the file instead.
+bool setFile(Key target, const char* path, std::string* error) {
+  if (target.chn < 0 || target.chn >= VIU_MAX_CHN_NUM) {
+    *error = "capture channel " + std::to_string(target.chn) + " outside [0, " + std::to_string(VIU_MAX_CHN_NUM) + ")";
+    return false;
+  }
+  Capture& c = g_captures[target.chn];
+  if (!path) {
+    c.file.reset();
+    return true;
+  }
+  std::unique_ptr<media::VideoFile> file = media::open_video(path, error);
+  if (!file) return false;
+  c.file = std::move(file);
+  return true;
+}
+
+const bool g_source = (media::on_source({&advance, &next}), media::on_file_source(kMod, &setFile), true);
 
 }  // namespace
 

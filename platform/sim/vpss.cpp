@@ -24,17 +24,22 @@ Key groupKey(VPSS_GRP grp) { return Key{kMod, grp, -1}; }
 // A binding reaches a group that exists (any of its channels as a source).
 const bool g_endpoint = (on_endpoint(kMod, [](Key k) { return find(groupKey(k.dev)) != nullptr; }), true);
 
+HI_S32 badGroup(VPSS_GRP grp) {
+  return refuse(fault(INVALID_DEVID), "VPSS group %d outside [0, %d)", grp, VPSS_MAX_GRP_NUM);
+}
+
 Found group(VPSS_GRP grp) {
-  if (grp < 0 || grp >= VPSS_MAX_GRP_NUM) return missing(fault(INVALID_DEVID));
+  if (grp < 0 || grp >= VPSS_MAX_GRP_NUM) return missing(badGroup(grp));
   Object* o = find(groupKey(grp));
-  return {o, o ? HI_SUCCESS : fault(UNEXIST)};
+  return {o, o ? HI_SUCCESS : refuse(fault(UNEXIST), "VPSS group %d does not exist", grp)};
 }
 
 // A channel's object, made on first use of a channel of an existing group.
 Found channel(VPSS_GRP grp, VPSS_CHN chn) {
   Found g = group(grp);
   if (!g.o) return g;
-  if (chn < 0 || chn >= VPSS_MAX_CHN_NUM) return missing(fault(INVALID_CHNID));
+  if (chn < 0 || chn >= VPSS_MAX_CHN_NUM)
+    return missing(refuse(fault(INVALID_CHNID), "VPSS channel %d outside [0, %d)", chn, VPSS_MAX_CHN_NUM));
   return {&obtain(Key{kMod, grp, chn}), HI_SUCCESS};
 }
 
@@ -42,55 +47,58 @@ bool semiplanar(PIXEL_FORMAT_E f) {
   return f == PIXEL_FORMAT_YUV_SEMIPLANAR_420 || f == PIXEL_FORMAT_YUV_SEMIPLANAR_422;
 }
 
-HI_S32 judgeGroup(const VPSS_GRP_ATTR_S& a) {
-  if (!within(a.u32MaxW, VPSS_MIN_WIDTH, VPSS_MAX_WIDTH) ||
-      !within(a.u32MaxH, VPSS_MIN_HEIGHT, VPSS_MAX_HEIGHT) || a.enDieMode >= VPSS_DIE_MODE_BUTT)
-    return fault(ILLEGAL_PARAM);
-  if (!semiplanar(a.enPixFmt)) return fault(NOT_SUPPORT);
-  return HI_SUCCESS;
+HI_S32 notSemiplanar(PIXEL_FORMAT_E f) {
+  return refuse(fault(NOT_SUPPORT), "pixel format %d: processing takes semi-planar YUV 4:2:0 or 4:2:2", f);
 }
 
-// A frame rate of -1 on both sides means no control; otherwise the
-// destination cannot exceed the source.
-HI_S32 judgeRate(HI_S32 src, HI_S32 dst) {
-  if (src == -1 && dst == -1) return HI_SUCCESS;
-  if (src <= 0 || dst <= 0 || dst > src) return fault(ILLEGAL_PARAM);
-  return HI_SUCCESS;
+HI_S32 judgeGroup(const VPSS_GRP_ATTR_S& a) {
+  if (HI_S32 bad = checks(kMod)
+                       .range("largest width", a.u32MaxW, VPSS_MIN_WIDTH, VPSS_MAX_WIDTH)
+                       .range("largest height", a.u32MaxH, VPSS_MIN_HEIGHT, VPSS_MAX_HEIGHT)
+                       .below("de-interlacing mode", a.enDieMode, VPSS_DIE_MODE_BUTT))
+    return bad;
+  return semiplanar(a.enPixFmt) ? HI_SUCCESS : notSemiplanar(a.enPixFmt);
 }
+
+HI_S32 judgeRate(HI_S32 src, HI_S32 dst) { return judgeFrameRates(kMod, src, dst); }
 
 HI_S32 judgeCrop(const VPSS_CROP_INFO_S& c) {
   if (!c.bEnable) return HI_SUCCESS;
   const RECT_S& r = c.stCropRect;
-  if (c.enCropCoordinate == VPSS_CROP_RATIO_COOR) {
+  Judge j = checks(kMod);
+  if (c.enCropCoordinate == VPSS_CROP_RATIO_COOR)
     // Ratio coordinates are thousandths of the picture.
-    bool fits = r.s32X >= 0 && r.s32Y >= 0 && within(r.u32Width, 1, 1000) &&
-                within(r.u32Height, 1, 1000) && static_cast<HI_U32>(r.s32X) + r.u32Width <= 1000 &&
-                static_cast<HI_U32>(r.s32Y) + r.u32Height <= 1000;
-    return fits ? HI_SUCCESS : fault(ILLEGAL_PARAM);
-  }
-  if (c.enCropCoordinate != VPSS_CROP_ABS_COOR) return fault(ILLEGAL_PARAM);
-  bool fits = r.s32X >= 0 && r.s32Y >= 0 && within(r.u32Width, VPSS_MIN_WIDTH, VPSS_MAX_WIDTH) &&
-              within(r.u32Height, VPSS_MIN_HEIGHT, VPSS_MAX_HEIGHT);
-  return fits ? HI_SUCCESS : fault(ILLEGAL_PARAM);
+    return j.rule(r.s32X >= 0 && r.s32Y >= 0, "crop position (%d, %d) is negative", r.s32X, r.s32Y)
+        .range("crop width ratio", r.u32Width, 1, 1000)
+        .range("crop height ratio", r.u32Height, 1, 1000)
+        .rule(static_cast<HI_U32>(r.s32X) + r.u32Width <= 1000 && static_cast<HI_U32>(r.s32Y) + r.u32Height <= 1000,
+              "crop rectangle (%d, %d) %ux%u in thousandths reaches beyond 1000", r.s32X, r.s32Y, r.u32Width,
+              r.u32Height);
+  if (c.enCropCoordinate != VPSS_CROP_ABS_COOR)
+    return refuse(fault(ILLEGAL_PARAM), "crop coordinate type %d is neither ratio nor absolute", c.enCropCoordinate);
+  return j.rule(r.s32X >= 0 && r.s32Y >= 0, "crop position (%d, %d) is negative", r.s32X, r.s32Y)
+      .range("crop width", r.u32Width, VPSS_MIN_WIDTH, VPSS_MAX_WIDTH)
+      .range("crop height", r.u32Height, VPSS_MIN_HEIGHT, VPSS_MAX_HEIGHT);
 }
 
 // The sizer and the prescaler: an enabled one needs a picture size the chip
 // can produce.
 HI_S32 judgeSize(HI_BOOL on, const SIZE_S& s, HI_U32 maxWidth) {
   if (!on) return HI_SUCCESS;
-  bool fits = within(s.u32Width, VPSS_MIN_WIDTH, maxWidth) &&
-              within(s.u32Height, VPSS_MIN_HEIGHT, VPSS_MAX_HEIGHT);
-  return fits ? HI_SUCCESS : fault(ILLEGAL_PARAM);
+  return checks(kMod)
+      .range("width", s.u32Width, VPSS_MIN_WIDTH, maxWidth)
+      .range("height", s.u32Height, VPSS_MIN_HEIGHT, VPSS_MAX_HEIGHT);
 }
 
 HI_S32 judgeMode(const VPSS_CHN_MODE_S& m) {
   if (m.enChnMode == VPSS_CHN_MODE_AUTO) return HI_SUCCESS;
-  if (m.enChnMode != VPSS_CHN_MODE_USER || m.enCompressMode >= COMPRESS_MODE_BUTT)
-    return fault(ILLEGAL_PARAM);
-  if (!within(m.u32Width, VPSS_MIN_WIDTH, VPSS_MAX_WIDTH) ||
-      !within(m.u32Height, VPSS_MIN_HEIGHT, VPSS_MAX_HEIGHT))
-    return fault(ILLEGAL_PARAM);
-  if (!semiplanar(m.enPixelFormat)) return fault(NOT_SUPPORT);
+  if (HI_S32 bad = checks(kMod)
+                       .rule(m.enChnMode == VPSS_CHN_MODE_USER, "channel mode %d is neither auto nor user", m.enChnMode)
+                       .below("compression mode", m.enCompressMode, COMPRESS_MODE_BUTT)
+                       .range("width", m.u32Width, VPSS_MIN_WIDTH, VPSS_MAX_WIDTH)
+                       .range("height", m.u32Height, VPSS_MIN_HEIGHT, VPSS_MAX_HEIGHT))
+    return bad;
+  if (!semiplanar(m.enPixelFormat)) return notSemiplanar(m.enPixelFormat);
   return judgeRate(m.stFrameRate.s32SrcFrmRate, m.stFrameRate.s32DstFrmRate);
 }
 
@@ -119,10 +127,10 @@ const VPSS_FRAME_RATE_S kNoRateControl = {-1, -1};
 namespace h {
 
 HI_S32 HI_MPI_VPSS_CreateGrp(VPSS_GRP grp, VPSS_GRP_ATTR_S* attr) {
-  if (grp < 0 || grp >= VPSS_MAX_GRP_NUM) return fault(INVALID_DEVID);
-  if (!sys_ready()) return fault(SYS_NOTREADY);
-  if (!attr) return fault(NULL_PTR);
-  if (find(groupKey(grp))) return fault(EXIST);
+  if (grp < 0 || grp >= VPSS_MAX_GRP_NUM) return badGroup(grp);
+  if (!sys_ready()) return notReady(kMod);
+  if (!attr) return refuse(fault(NULL_PTR), "no attributes given (null pointer)");
+  if (find(groupKey(grp))) return refuse(fault(EXIST), "VPSS group %d exists already", grp);
   if (HI_S32 bad = judgeGroup(*attr)) return bad;
   Object& o = obtain(groupKey(grp));
   o.created = true;
@@ -133,8 +141,8 @@ HI_S32 HI_MPI_VPSS_CreateGrp(VPSS_GRP grp, VPSS_GRP_ATTR_S* attr) {
 HI_S32 HI_MPI_VPSS_DestroyGrp(VPSS_GRP grp) {
   Found g = group(grp);
   if (!g.o) return g.rc;
-  if (g.o->started) return fault(NOT_PERM);
-  if (bound(grp)) return fault(BUSY);
+  if (g.o->started) return refuse_destroy(label(groupKey(grp)), fault(NOT_PERM), "still started: stop it first");
+  if (bound(grp)) return refuse_destroy(label(groupKey(grp)), fault(BUSY), "still bound: unbind it first");
   destroy(groupKey(grp));
   for (int chn = 0; chn < VPSS_MAX_CHN_NUM; ++chn) destroy(Key{kMod, grp, chn});
   return HI_SUCCESS;
@@ -169,7 +177,9 @@ HI_S32 HI_MPI_VPSS_SetGrpAttr(VPSS_GRP grp, VPSS_GRP_ATTR_S* attr) {
   return store(kMod, g, "GrpAttr", attr, [&](const VPSS_GRP_ATTR_S& a) {
     VPSS_GRP_ATTR_S now;
     g.o->get("GrpAttr", &now);
-    if (a.u32MaxW != now.u32MaxW || a.u32MaxH != now.u32MaxH) return fault(NOT_PERM);
+    if (a.u32MaxW != now.u32MaxW || a.u32MaxH != now.u32MaxH)
+      return refuse(fault(NOT_PERM), "the largest picture %ux%u is fixed once the group exists (%ux%u asked)",
+                    now.u32MaxW, now.u32MaxH, a.u32MaxW, a.u32MaxH);
     return judgeGroup(a);
   });
 }
@@ -206,7 +216,7 @@ HI_S32 HI_MPI_VPSS_GetPreScale(VPSS_GRP grp, VPSS_PRESCALE_INFO_S* info) {
 
 HI_S32 HI_MPI_VPSS_SetPreScaleMode(VPSS_GRP grp, VPSS_PRESCALE_MODE_E mode) {
   return store(kMod, group(grp), "PreScaleMode", &mode, [](VPSS_PRESCALE_MODE_E m) {
-    return m >= VPSS_PRESCALE_MODE_BUTT ? fault(ILLEGAL_PARAM) : HI_SUCCESS;
+    return checks(kMod).below("prescale mode", m, VPSS_PRESCALE_MODE_BUTT);
   });
 }
 
@@ -284,7 +294,7 @@ HI_S32 HI_MPI_VPSS_GetChnMode(VPSS_GRP grp, VPSS_CHN chn, VPSS_CHN_MODE_S* mode)
 // The channel's queue holds at most 8 pictures for the user.
 HI_S32 HI_MPI_VPSS_SetDepth(VPSS_GRP grp, VPSS_CHN chn, HI_U32 depth) {
   return store(kMod, channel(grp, chn), "Depth", &depth,
-               [](HI_U32 d) { return d > 8 ? fault(ILLEGAL_PARAM) : HI_SUCCESS; });
+               [](HI_U32 d) { return checks(kMod).range("queue depth", d, 0, 8); });
 }
 
 HI_S32 HI_MPI_VPSS_GetDepth(VPSS_GRP grp, VPSS_CHN chn, HI_U32* depth) {

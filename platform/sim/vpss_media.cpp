@@ -53,13 +53,19 @@ void output(VPSS_GRP grp, VPSS_CHN chn, const Object& o, const media::PicturePtr
   const std::uint32_t w = user && mode.u32Width ? mode.u32Width : in->width;
   const std::uint32_t h = user && mode.u32Height ? mode.u32Height : in->height;
   const PIXEL_FORMAT_E f = user && media::modelled(mode.enPixelFormat) ? mode.enPixelFormat : in->format;
-  auto pic = media::Picture::make(w, h, f);
-  if (!pic) return;
-  media::scale(*in, nullptr, pic.get());
-  pic->pts = in->pts;
-  pic->seq = in->seq;
-  media::draw(k, *pic);
-  media::PicturePtr done = pic;
+  media::PicturePtr done = in;
+  // A picture the channel does not change is handed on as it is.
+  if (w != in->width || h != in->height || f != in->format || media::drawn(k)) {
+    auto pic = media::Picture::make(w, h, f);
+    if (!pic) return;
+    if (w == in->width && h == in->height && f == in->format) pic->data = in->data;
+    else media::scale(*in, nullptr, pic.get());
+    pic->pts = in->pts;
+    pic->seq = in->seq;
+    media::draw(k, *pic);
+    done = pic;
+  }
+  media::check_pool(k, *done);
   media::deliver(k, done);
   if (depth) {
     out.queue.push_back(done);

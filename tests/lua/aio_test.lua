@@ -283,6 +283,8 @@ describe("the simulated audio devices", function()
     assert.matches("error=A0158009%]$", msg)  -- enabled: no new attributes
     -- resampling to another rate than the device's, on an enabled channel; VQE volumes of -20 to 10 dB
     assert.are.same({ s32(0xA0158003), 0 }, { chn:EnableReSmp(8000), chn:EnableReSmp(16000) })
+    assert.are.equal("8000 Hz is the device's own rate: nothing to resample",
+                     support.calls_named("HI_MPI_AI_EnableReSmp")[1].reason)
     assert.are.same({ s32(0xA0158009), s32(0xA0158003) },
                     { dev:GetChannel(1):EnableReSmp(16000), chn:SetVeqVolume(11) })
     local vqe = { s32WorkSampleRate = 8000, s32FrameSample = 320, enWorkstate = "COMMON" }

@@ -158,6 +158,7 @@ describe("the simulated HDMI transmitter", function()
     video.bEnableAudio, video.enSampleRate, video.enBitDepth = true, 48000, 12
     local ok, msg = hdmi:SetAttr(video)
     assert.matches("error=A0288002%]$", msg)
+    assert.are.equal("audio depth 12 bits: 16, 20 or 24", last_call("HI_MPI_HDMI_SetAttr").reason)
     video.enBitDepth, video.enDeepColorMode = 24, 36  -- the monitor has no 36-bit colour
     ok, msg = hdmi:SetAttr(video)
     assert.matches("error=A028800A%]$", msg)

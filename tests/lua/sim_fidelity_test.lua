@@ -167,8 +167,10 @@ end)
 
 describe("codes", function()
   -- Every module code the simulator's sources compose is one the platform
-  -- defines: fault(REASON) in a file of one module, err(HI_ID_X, REASON)
-  -- anywhere.
+  -- defines: fault(REASON) and err(kMod, REASON) in a file of one module,
+  -- fault(mod, REASON) in a file of several (each module it names), err(HI_ID_X,
+  -- REASON) anywhere, and err(mod, REASON) in a shared helper for each module
+  -- whose file calls that helper.
   local reasons = { INVALID_DEVID = 1, INVALID_CHNID = 2, ILLEGAL_PARAM = 3, EXIST = 4, UNEXIST = 5, NULL_PTR = 6,
                     NOT_CONFIG = 7, NOT_SUPPORT = 8, NOT_PERM = 9, NOMEM = 12, NOBUF = 13, BUF_EMPTY = 14,
                     BUF_FULL = 15, SYS_NOTREADY = 16, BUSY = 18 }
@@ -179,28 +181,58 @@ describe("codes", function()
     return 0xA0000000 | ids[mod] << 16 | 4 << 13 | (reasons[reason] or tonumber(reason))
   end
 
+  local function read(path)
+    local f = assert(io.open(path))
+    local text = f:read("a")
+    f:close()
+    return text
+  end
+
+  -- The reasons each helper of stored.h composes for the module it is given.
+  local function helpers()
+    local found, current = {}, nil
+    for line in read("platform/sim/stored.h"):gmatch("[^\n]*") do
+      current = line:match("([%w_]+)%(int mod[,)]") or current
+      for reason in line:gmatch("err%(mod, (%u[%u_]*)%)") do
+        found[current] = found[current] or {}
+        table.insert(found[current], reason)
+      end
+    end
+    return found
+  end
+
   it("are all ones the platform's headers define", function()
-    local undefined = {}
+    local undefined, shared = {}, helpers()
+    local function check(mod, reason, where)
+      if ids[mod] and (reasons[reason] or tonumber(reason)) and not errors.name(code(mod, reason)) then
+        undefined[#undefined + 1] = where .. ": " .. mod .. " " .. reason
+      end
+    end
     local dir = io.popen("ls platform/sim/*.cpp platform/sim/core/*.cpp platform/sim/stored.h")
     for path in dir:lines() do
-      local f = assert(io.open(path))
-      local text = f:read("a")
-      f:close()
-      local own = text:match("constexpr int kMod = HI_ID_(%u+);")
-      local function check(mod, reason, where)
-        if ids[mod] and (reasons[reason] or tonumber(reason)) and not errors.name(code(mod, reason)) then
-          undefined[#undefined + 1] = where .. ": " .. mod .. " " .. reason
+      local text = read(path)
+      local own = {}
+      local single = text:match("constexpr int kMod = HI_ID_(%u+);")
+      if single then
+        own[single] = true
+      elseif text:find("fault%(int mod") then
+        for mod in text:gmatch("HI_ID_(%u+)") do own[mod] = true end
+      end
+      for mod in pairs(own) do
+        for reason in text:gmatch("[^%w_]fault%((%u[%u_]*)%)") do check(mod, reason, path) end
+        for reason in text:gmatch("[^%w_]fault%(%l+, (%u[%u_]*)%)") do check(mod, reason, path) end
+        for reason in text:gmatch("err%(kMod, (%u[%u_]*)%)") do check(mod, reason, path) end
+        for helper, composed in pairs(shared) do
+          if text:find("[^%w_]" .. helper .. "%(") then
+            for _, reason in ipairs(composed) do check(mod, reason, path .. " through " .. helper) end
+          end
         end
       end
-      for reason in text:gmatch("[^%w_]fault%((%u[%u_]*)%)") do
-        if own then check(own, reason, path) end
-      end
+      for mod, reason in text:gmatch("[^%w_]fault%(HI_ID_(%u+), (%u[%u_]*)%)") do check(mod, reason, path) end
       for mod, reason in text:gmatch("err%(HI_ID_(%u+), (%u[%u_]*)%)") do check(mod, reason, path) end
-      for reason in text:gmatch("err%(kMod, (%u[%u_]*)%)") do
-        if own then check(own, reason, path) end
-      end
     end
     dir:close()
     assert.are.same({}, undefined)
+    assert.is_not_nil(shared.createChannel, "the helpers of stored.h were not found")
   end)
 end)

@@ -204,8 +204,8 @@ describe("VDEC channel settings", function()
     assert.are.equal(8, chn:GetVBCnt())
     assert.are.equal(0, chn:AttachVbPool(4, 5))
     assert.are.same({ hPicVbPool = 4, hPmvVbPool = 5 }, last_call("HI_MPI_VDEC_AttachVbPool").args[2])
-    assert.are.equal(0, chn:DetachVbPool())
-    assert.are.equal(s32(0xA0058009), chn:DetachVbPool())
+    assert.are.same({ 0, 0 }, { chn:DetachVbPool(), chn:DetachVbPool() })  -- the second with a finding
+    assert.are.equal("detach-not-attached", sim.check()[1].rule)
   end)
 end)
 
@@ -235,6 +235,7 @@ describe("the simulated decoder", function()
     assert.are.equal(0xA0058003, status(with({ u32PicWidth = 8192 })))
     assert.are.equal(0xA0058003, status(with({ u32BufSize = 1000 })))
     assert.are.equal(0xA0058003, status(with({ attr = { u32RefFrameNum = 17 } })))
+    assert.are.equal("reference frame count 17 outside [0, 16]", last_call("HI_MPI_VDEC_CreateChn").reason)
   end)
 
   it("keeps a receiving channel, and one that feeds another, from being destroyed", function()

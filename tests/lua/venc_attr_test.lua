@@ -168,23 +168,28 @@ describe("the simulated encoder", function()
   end
 
   it("judges pictures and rate control, and keeps the static attributes", function()
+    local slow = { u32Gop = 30, u32StatTime = 1, u32SrcFrmRate = 30, fr32DstFrmRate = 30, u32BitRate = 1 }
     local refusals = {
-      { h264(0, 1080), 0xA0088003 },                  -- no picture
-      { h264(8192, 1080), 0xA0088003 },               -- wider than the encoder
-      { h264(1920, 1080, "MJPEGCBR", MJCBR), 0xA0088003 },  -- a mode of another codec
-      { h264(1920, 1080, "H264CBR", { u32Gop = 30 }), 0xA0088003 },
+      { h264(0, 1080), "largest picture 0x1080 outside " },  -- no picture
+      { h264(8192, 1080), "largest picture 8192x1080 outside " },  -- wider than the encoder
+      { h264(1920, 1080, "MJPEGCBR", MJCBR), "rate%-control mode 7 is not one of the H.264 modes" },
+      { h264(1920, 1080, "H264CBR", { u32Gop = 30 }), "statistics time %(s%) 0 outside %[1, 60%]" },
+      { h264(1920, 1080, "H264CBR", slow), "bit rate 1 kbit/s outside %[2, 102400%]" },
     }
     for i, r in ipairs(refusals) do
       local chn = VENC.GetChannel(i)
       local ok, msg = chn:Create(r[1])
       assert.is_nil(ok, "case " .. i)
-      assert.matches(string.format("^Fail to create VENC channel %%[@Create: line %%d+ %%- error=%08X%%]$", r[2]), msg)
+      assert.matches("^Fail to create VENC channel %[@Create: line %d+ %- error=A0088003%]$", msg)
+      assert.matches("^" .. r[2], last_call("HI_MPI_VENC_CreateChn").reason)
     end
     local chn = VENC.CreateChannel(3, h264(1920, 1080))
     assert.is_true(chn:SetAttr(h264(1920, 1080, "H264VBR", VBR)))
     local ok, msg = chn:SetAttr(h264(1280, 720))
     assert.is_nil(ok)
     assert.matches("error=A0088009%]$", msg)
+    assert.matches("^the largest picture 1920x1080 is fixed once the channel exists %(1280x720 asked%)$",
+                   last_call("HI_MPI_VENC_SetChnAttr").reason)
     assert.are.equal("H264VBR", chn:GetAttr().bitrate.mode)
   end)
 

@@ -200,6 +200,8 @@ describe("the simulated capture unit", function()
     local channel = device:GetChannel(8)
     assert.is_true(channel:SetAttr(ATTR))
     assert.are.equal(s32(0xA0108040), channel:Enable())  -- its device is not enabled
+    assert.are.equal("VI channel 8 captures through device 2, which is not enabled",
+                     last_call("HI_MPI_VI_EnableChn").reason)
     assert.are.equal(0, device:Enable())
     assert.are.equal(0, channel:Enable())
     local ok, msg = device:ConfigMode("BT601")  -- the device is not disabled

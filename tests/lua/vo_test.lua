@@ -341,11 +341,19 @@ describe("the simulated display", function()
     assert.are.equal("HI_ERR_VO_CHN_NOT_CONFIG", refusal(channel:Enable()))
     assert.are.equal(0, layer:Enable())
     assert.are.equal("HI_ERR_VO_VIDEO_NOT_DISABLE", refusal(select(2, layer:SetAttr(LAYER))))
+    assert.are.equal("VO layer 0 is enabled: set its attributes before enabling it",
+                     last_call("HI_MPI_VO_SetVideoLayerAttr").reason)
+    -- a channel exists once set up: binding to one that is not answers the display's "not configured"
+    local group = Tessel.VPSS.CreateGroup(0, { u32MaxW = 1920, u32MaxH = 1080, enPixFmt = "YUV_SEMIPLANAR_420" })
+    assert.are.equal("HI_ERR_VO_CHN_NOT_CONFIG", refusal(select(2, Tessel.SYS.Bind(group:GetChannel(0), channel))))
+    assert.are.equal("VOU 0/0 has no attributes (SetChnAttr)", last_call("HI_MPI_SYS_Bind").reason)
     assert.is_true(channel:SetAttr(WINDOW))
     assert.are.equal("HI_ERR_VO_CHN_NOT_ENABLE", refusal(channel:Pause()))
     assert.are.equal(0, channel:Enable())
     local ok, msg = layer:GetChannel(1):SetAttr({ stRect = { s32X = 1800, s32Y = 0, u32Width = 960, u32Height = 540 } })
     assert.matches("error=A00F8003%]$", msg)  -- outside the layer's picture
+    assert.are.equal("window (1800, 0) 960x540 reaches beyond the layer's image of 1920x1080",
+                     last_call("HI_MPI_VO_SetChnAttr").reason)
     local dot = sim.dot()
     assert.matches('subgraph "cluster_271_0" {\n    label="VO device 0";.-subgraph "cluster_15_0" {\n'
                    .. '      label="VOU layer 0";.-"15_0_0" %[label="VOU 0/0"', dot)

@@ -23,7 +23,7 @@ file(GLOB_RECURSE sources RELATIVE ${SOURCE_DIR}
   ${SOURCE_DIR}/audio/* ${SOURCE_DIR}/bench/*)
 set(direct)
 foreach(src ${sources})
-  file(STRINGS ${SOURCE_DIR}/${src} lines REGEX "^[ \t]*#[ \t]*include[ \t]*[<\"](hi_|mpi_|acodec\\.h)")
+  file(STRINGS ${SOURCE_DIR}/${src} lines REGEX "^[ \t]*#[ \t]*include[ \t]*[<\"](hi_[a-z0-9_]*\\.h|mpi_|acodec\\.h)")
   if(lines)
     list(APPEND direct "${src}: ${lines}")
   endif()

@@ -120,10 +120,16 @@ std::vector<Arg> Harness::learnFromJournal(int target, const std::vector<Arg>& a
   size_t next = 0;
   for (Arg& a : plausible)
     if (a.kind == Kind::EmptyTable && next < learned.size()) a = Arg::tmpl(learned[next++]);
+  // Objects among the arguments are found again by recipe: another context
+  // holds them at other positions.
+  std::vector<int> argRecipes;
+  for (const Arg& a : plausible)
+    argRecipes.push_back(a.kind == Kind::Object && a.i < static_cast<long long>(objRecipe.size())
+                             ? objRecipe[a.i] : -1);
   for (size_t e = 0; e < sim::journal_size(); ++e) {
     const std::string& name = sim::journal_entry(e).name;
     if (g_seenUses.insert({target, name}).second)
-      model.uses.push_back(PlatformUse{target, plausible, selfRecipe, name});
+      model.uses.push_back(PlatformUse{target, plausible, selfRecipe, name, argRecipes});
   }
   return plausible;
 }
@@ -225,25 +231,51 @@ void Harness::discover() {
       for (const auto& args : seeded) probe(static_cast<int>(t), nullptr, -1, args);
 
   // Then methods of every class that has objects, and static functions given
-  // objects; repeated while new classes of objects turn up.
+  // objects; repeated while new classes of objects turn up. Objects of a class
+  // that turns up later (pictures a channel lends) are offered then to the
+  // functions probed before, alone or with a 0 after them, in a context of
+  // their own: probing either side first would spoil the other's objects (a
+  // destroyed group lends nothing, a released picture reaches no platform).
   std::set<int> probedClasses;
-  bool objectsProbed = false;
+  std::set<int> offeredClasses;
+  std::map<int, std::vector<int>> byClass;  // class -> context objects (one per recipe)
+  auto freshContext = [&] {
+    resetPlatform();
+    buildContext(rng, false);
+    // One object per recipe stands for its class.
+    byClass.clear();
+    std::set<int> seenRecipes;
+    for (int k = 0; k < objectCount(); ++k)
+      if (seenRecipes.insert(objRecipe[k]).second) byClass[objClass[k]].push_back(k);
+  };
   for (int pass = 0; pass < 6; ++pass) {
     std::set<int> withObjects;
     for (size_t c = 0; c < model.classes.size(); ++c)
       if (model.classes[c].hasObjects) withObjects.insert(static_cast<int>(c));
     bool fresh = false;
     for (int c : withObjects) fresh |= !probedClasses.count(c);
-    if (!fresh && objectsProbed) break;
+    if (!fresh && pass > 0) break;
 
-    resetPlatform();
-    buildContext(rng, false);
-    // One object per recipe stands for its class.
-    std::map<int, std::vector<int>> byClass;  // class -> context objects (one per recipe)
-    std::set<int> seenRecipes;
-    for (int k = 0; k < objectCount(); ++k)
-      if (seenRecipes.insert(objRecipe[k]).second) byClass[objClass[k]].push_back(k);
+    if (pass > 0) {
+      freshContext();
+      std::vector<std::vector<Arg>> withNew;
+      for (const auto& cl : byClass) {
+        if (offeredClasses.count(cl.first)) continue;
+        withNew.push_back({Arg::object(cl.second.front())});
+        withNew.push_back({Arg::object(cl.second.front()), Arg::integer(0)});
+      }
+      for (int c : probedClasses)
+        for (int k : byClass[c]) {
+          Arg self = Arg::object(k);
+          for (int t : model.classes[c].methods)
+            for (const auto& args : withNew) probe(t, &self, objRecipe[k], args);
+        }
+      for (size_t t = 0; t < model.targets.size(); ++t)
+        if (model.targets[t].kind == TargetKind::Static)
+          for (const auto& args : withNew) probe(static_cast<int>(t), nullptr, -1, args);
+    }
 
+    freshContext();
     std::vector<std::vector<Arg>> withObj;
     for (const auto& cl : byClass) {
       Arg a = Arg::object(cl.second.front());
@@ -253,23 +285,29 @@ void Harness::discover() {
       withObj.push_back({a, word});
       for (const auto& cl2 : byClass) withObj.push_back({a, Arg::object(cl2.second.front())});
     }
-
     for (int c : withObjects) {
       if (probedClasses.count(c)) continue;
+      // Methods that end an object's life (Destroy, Release) go last, so that
+      // the others meet it alive.
+      std::vector<int> methods = model.classes[c].methods;
+      std::stable_partition(methods.begin(), methods.end(), [&](int t) {
+        const std::string& name = model.targets[t].name;
+        return name.compare(0, 7, "Destroy") != 0 && name.compare(0, 7, "Release") != 0;
+      });
       for (int k : byClass[c]) {
         Arg self = Arg::object(k);
-        for (int t : model.classes[c].methods) {
+        for (int t : methods) {
           for (const auto& args : seeded) probe(t, &self, objRecipe[k], args);
           for (const auto& args : withObj) probe(t, &self, objRecipe[k], args);
         }
       }
       probedClasses.insert(c);
     }
-    if (!objectsProbed)
+    if (pass == 0)
       for (size_t t = 0; t < model.targets.size(); ++t)
         if (model.targets[t].kind == TargetKind::Static)
           for (const auto& args : withObj) probe(static_cast<int>(t), nullptr, -1, args);
-    objectsProbed = true;
+    for (const auto& cl : byClass) offeredClasses.insert(cl.first);
   }
 
   // Functions that did not reach the platform yet get every learned

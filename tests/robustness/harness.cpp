@@ -17,6 +17,7 @@
 #include <unistd.h>
 
 #include "frame/binding.h"
+#include "media/media.h"
 #include "sim/sim.h"
 
 extern "C" int luaopen_tessel(lua_State* L);
@@ -147,16 +148,22 @@ int assignValue(lua_State* L) {  // (t, k, v): t[k] = v with metamethods
   return 0;
 }
 
+// The huge table, made the first time a round draws it: discovery and the
+// sweep never do, and would otherwise walk its 22,000 entries in each of
+// their many full collections.
+const char kMakeHuge[] = R"lua(
+local huge = {}
+for i = 1, 20000 do huge[i] = i end
+for i = 1, 2000 do huge["k" .. i] = i end
+return huge
+)lua";
+
 // Prebuilt hostile values of one round; the argument is the list of field
 // names that hold nested tables, so the self-referencing table recurses
 // through exactly the keys converters follow.
 const char kMakeValues[] = R"lua(
 local nested = ...
 local v = {}
-local huge = {}
-for i = 1, 20000 do huge[i] = i end
-for i = 1, 2000 do huge["k" .. i] = i end
-v.huge = huge
 local self = { 1, 2 }
 self[3] = self
 self.self = self
@@ -312,6 +319,8 @@ Harness::Harness(std::uint64_t s, bool v) : seed(s), verbose(v) {
   lua_pop(L, 1);
   if (luaL_loadstring(L, kMakeValues) != LUA_OK) fail(std::string("value script: ") + lua_tostring(L, -1));
   lua_setfield(L, kRoot, "makeValues");
+  if (luaL_loadstring(L, kMakeHuge) != LUA_OK) fail(std::string("huge table script: ") + lua_tostring(L, -1));
+  lua_setfield(L, kRoot, "makeHuge");
   static const char kSeeds[] =
 #include "seeds.inc"
       ;
@@ -476,7 +485,14 @@ void Harness::push(const Arg& a) {
     case Kind::ArrayTable: lua_getfield(L, kCtx, "array"); return;
     case Kind::NestedTable: lua_getfield(L, kCtx, "nested"); return;
     case Kind::SelfTable: lua_getfield(L, kCtx, "self"); return;
-    case Kind::HugeTable: lua_getfield(L, kCtx, "huge"); return;
+    case Kind::HugeTable:
+      if (lua_getfield(L, kCtx, "huge") != LUA_TNIL) return;
+      lua_pop(L, 1);
+      lua_getfield(L, kRoot, "makeHuge");
+      lua_call(L, 0, 1);
+      lua_pushvalue(L, -1);
+      lua_setfield(L, kCtx, "huge");
+      return;
     case Kind::RaisingTable: lua_getfield(L, kCtx, "raising"); return;
     case Kind::ConstIndexTable: lua_getfield(L, kCtx, "const"); return;
     case Kind::LuaFunction: lua_getfield(L, kCtx, "fn"); return;
@@ -838,11 +854,30 @@ bool succeeded(const sim::Entry& e) { return e.ret.kind == sim::Value::Int && e.
 
 }  // namespace
 
+// Every refusal says why, with a code the platform defines; a call that
+// went through gives no reason. A failure requested with sim.fail (the
+// sweep's) is the harness's own doing.
+void Harness::checkRefusal(const sim::Entry& e) {
+  if (e.injected || e.ret.kind != sim::Value::Int) return;
+  if (e.ret.i == 0) {
+    if (!e.reason.empty()) fail(e.name + " went through, yet its journal entry gives a reason: " + e.reason);
+    return;
+  }
+  if (e.ret.i >= 0 || (static_cast<unsigned>(e.ret.i) >> 24) != 0xA0u) return;
+  const std::int32_t code = static_cast<std::int32_t>(e.ret.i);
+  char hex[16];
+  std::snprintf(hex, sizeof hex, "%08X", static_cast<unsigned>(code));
+  if (!sim::defined_code(code)) fail(e.name + " answered " + hex + ", a code the platform's headers do not define");
+  if (e.reason.empty() || e.reason == sim::code_reason(code))
+    fail(e.name + " answered " + sim::code_name(code) + " without saying why");
+}
+
 void Harness::absorbJournal() {
   bool touched = false;
   std::vector<std::string> made, refused;
   for (size_t e = absorbed; e < sim::journal_size(); ++e) {
     const sim::Entry& entry = sim::journal_entry(e);
+    checkRefusal(entry);
     if (trace) {
       std::string ints;
       for (const sim::Value& v : entry.args)
@@ -909,8 +944,12 @@ void Harness::clearJournal() {
   absorbed = 0;
 }
 
+// Simulated time is virtual: a call told to wait (a stream, a picture) waits
+// for what is due and no longer, so a long wait with nothing coming ends at
+// once instead of sleeping.
 void Harness::resetPlatform() {
   sim::reset();
+  sim::media::set_clock(sim::media::Clock::Virtual);
   handles.clear();
   owned.clear();
   absorbed = 0;

@@ -96,6 +96,7 @@ struct PlatformUse {
   std::vector<Arg> args;
   int self;          // recipe index of the object used as self, -1 for statics
   std::string name;  // HI_MPI_* (or ioctl) journaled by the call
+  std::vector<int> argRecipes;  // per argument: recipe index of an object, -1 for other values
 };
 
 struct Model {
@@ -165,7 +166,8 @@ class Harness {
   // simulator's state store, and those named by a handle the create call
   // returned (buffer pools), followed through the journal.
   int createdObjects(std::string* list);
-  void absorbJournal();  // follows handles through the journal's new entries
+  void absorbJournal();  // follows handles through the journal's new entries, checking each
+  void checkRefusal(const sim::Entry& e);
   void clearJournal();   // the same, then empties the journal
   void resetPlatform();  // the simulator back to power-on
 

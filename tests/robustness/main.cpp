@@ -2,7 +2,7 @@
 //
 //   tessel_robustness [--seed N] [--iterations N | --calls-per-method N]
 //                     [--round R] [--no-sweep] [--no-fuzz] [--verbose] [--survey]
-//                     [--trace] [--inject leak|registry]
+//                     [--trace] [--inject leak|registry|silent]
 //
 // --round R runs round R alone (a finding names its round); --trace prints
 // every call and the platform calls it made.
@@ -26,30 +26,47 @@ namespace {
   std::fprintf(stderr,
                "usage: tessel_robustness [--seed N] [--iterations N | --calls-per-method N] [--round R]\n"
                "                         [--no-sweep] [--no-fuzz] [--verbose] [--survey] [--trace]\n"
-               "                         [--inject leak|registry]\n");
+               "                         [--inject leak|registry|silent]\n");
   std::exit(2);
 }
 
 // Checks of the harness itself: a platform object made behind the module's
-// back, and a function that keeps a registry reference, must both be found.
+// back, a function that keeps a registry reference and a refusal without a
+// reason must all be found.
 int keepReference(lua_State* L) {
   lua_newtable(L);
   luaL_ref(L, LUA_REGISTRYINDEX);
   return 0;
 }
 
+// A platform call refused without a reason, journaled behind the simulator's back.
+int refuseSilently(lua_State*) {
+  sim::Entry e;
+  e.name = "HI_MPI_VENC_Query";
+  e.ret = sim::Value::integer(sim::err(HI_ID_VENC, sim::UNEXIST));
+  sim::journal_add(e);
+  return 0;
+}
+
+// A function of the harness's own, called like any the module registers.
+void addTarget(robust::Harness& h, const char* name, lua_CFunction fn) {
+  h.model.targets.push_back(robust::Target{robust::TargetKind::Static, 0, name});
+  h.model.plausible.emplace_back();
+  h.callsPerTarget.push_back(0);
+  h.properCallsPerTarget.push_back(0);
+  lua_getfield(h.L, robust::kRoot, "targets");
+  lua_pushcfunction(h.L, fn);
+  lua_rawseti(h.L, -2, static_cast<lua_Integer>(h.model.targets.size()));
+  lua_pop(h.L, 1);
+}
+
 void inject(robust::Harness& h, const std::string& what) {
   if (what == "leak") {
     h.injectLeak = true;
   } else if (what == "registry") {
-    h.model.targets.push_back(robust::Target{robust::TargetKind::Static, 0, "KeepsAReference"});
-    h.model.plausible.emplace_back();
-    h.callsPerTarget.push_back(0);
-    h.properCallsPerTarget.push_back(0);
-    lua_getfield(h.L, robust::kRoot, "targets");
-    lua_pushcfunction(h.L, keepReference);
-    lua_rawseti(h.L, -2, static_cast<lua_Integer>(h.model.targets.size()));
-    lua_pop(h.L, 1);
+    addTarget(h, "KeepsAReference", keepReference);
+  } else if (what == "silent") {
+    addTarget(h, "RefusesSilently", refuseSilently);
   } else {
     usage();
   }

@@ -28,8 +28,29 @@ local WINDOW = { u32Priority = 0, stRect = { s32X = 0, s32Y = 0, u32Width = 960,
 -- Capture devices stay enabled while their objects live.
 local devices = {}
 
+-- One captured picture of w x h handed to use, from capture channel 0 run
+-- just long enough: afterwards no picture is on its way, so that a later call
+-- waiting without limit returns at once instead of waiting for the next.
+local function captured(w, h, use)
+  local chn = devices[0]:GetChannel(0)
+  chn:SetAttr({ stCapRect = { s32X = 0, s32Y = 0, u32Width = w, u32Height = h },
+                stDestSize = { u32Width = w, u32Height = h }, enCapSel = "BOTH", enScanMode = "PROGRESSIVE",
+                enPixFormat = "YUV_SEMIPLANAR_420", s32SrcFrameRate = 30, s32DstFrameRate = 30 })
+  chn:Enable()
+  chn:SetFrameDepth(1)
+  local frame = chn:GetFrame(1000)
+  if frame then
+    use(frame)
+    frame:Release()
+  end
+  chn:Destroy()
+end
+
+local T
+
 return {
-  setup = function(T)
+  setup = function(namespace)
+    T = namespace
     T.VB.Config(32, { { u32BlkSize = 1920 * 1080 * 3 // 2, u32BlkCnt = 4 },
                       { u32BlkSize = 720 * 576 * 3 // 2, u32BlkCnt = 4 } })
     T.VB.Init()
@@ -52,6 +73,22 @@ return {
     VODevice = function(dev) dev:SetPubAttr(DISPLAY); dev:Enable() end,
     VOLayer = function(layer) layer:SetAttr(LAYER); layer:Enable() end,
     VOChannel = function(chn) chn:SetAttr(WINDOW); chn:Enable() end,
+    -- processing channels hold a picture to lend (GetFrame hands out VideoFrame objects),
+    -- encoders one encoded picture (GetStream reads it); both are stopped again, as the
+    -- platform destroys no running group or encoder
+    VPSSChannel = function(chn)
+      local group = T.VPSS.GetGroup(chn.DID)
+      chn:Enable()
+      chn:SetDepth(2)
+      group:Start()
+      captured(320, 240, function(frame) group:SendFrame(frame, 0) end)
+      group:Stop()
+    end,
+    VENCChannel = function(chn)
+      chn:Start()
+      captured(320, 240, function(frame) chn:SendFrame(frame, 0) end)
+      chn:Stop()
+    end,
     -- decoders are given a stream of three pictures' shape (slices that start pictures,
     -- then its end) and stopped again, so that GetImage lends and the frames go back
     VDECChannel = function(chn)
@@ -67,11 +104,11 @@ return {
   tables = {
     -- processing group
     { u32MaxW = 1920, u32MaxH = 1080, enPixFmt = "YUV_SEMIPLANAR_420", bNrEn = true, enDieMode = "NODIE" },
-    -- encoder channels: H.264 CBR and MJPEG CBR
-    { encoding = picture("H264", 1920, 1080),
+    -- encoder channels: H.264 CBR and MJPEG CBR (small: the seeds have them encode)
+    { encoding = picture("H264", 352, 288),
       bitrate = { mode = "H264CBR", attr = { u32Gop = 30, u32StatTime = 1, u32SrcFrmRate = 30,
                                              fr32DstFrmRate = 30, u32BitRate = 4096, u32FluctuateLevel = 1 } } },
-    { encoding = picture("MJPEG", 1280, 720),
+    { encoding = picture("MJPEG", 320, 240),
       bitrate = { mode = "MJPEGCBR", attr = { u32StatTime = 1, u32SrcFrmRate = 30, fr32DstFrmRate = 15,
                                               u32BitRate = 8192, u32FluctuateLevel = 1 } } },
     -- processing channel mode
@@ -105,6 +142,8 @@ return {
     { type = "OVERLAY", attr = { enPixelFmt = "RGB_1555", u32BgColor = 0, stSize = { u32Width = 64, u32Height = 32 } } },
     { type = "COVEREX" }, { type = "COVER" }, { type = "LINE" }, { type = "MOSAIC" },
     { type = "OVERLAYEX", attr = { enPixelFmt = "RGB_4444", stSize = { u32Width = 64, u32Height = 32 } } },
+    -- an overlay bitmap of 2 x 2 pixels
+    { enPixelFormat = "RGB_1555", u32Width = 2, u32Height = 2, data = "\0\124\224\3\31\0\255\255" },
     { bShow = true, enType = "LINE", attr = { u32LineWidth = 2, u32LineColor = 0xFF,
                                               stLinePoints = { { s32X = 0, s32Y = 0 }, { s32X = 64, s32Y = 64 } } } },
     { bShow = true, enType = "MOSAIC", attr = { stRect = { s32X = 0, s32Y = 0, u32Width = 64, u32Height = 64 },

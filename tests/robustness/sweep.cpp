@@ -94,13 +94,11 @@ const Recorded kRecorded[] = {
     {"VOLayer:GetPriority", "HI_MPI_VO_GetVideoLayerPriority", "number 2701033538", kUnsignedCode},
     {"VOLayer:GetPlayToleration", "HI_MPI_VO_GetPlayToleration", "number 2701033538", kUnsignedCode},
     {"VOLayer:GetDispBufLen", "HI_MPI_VO_GetDispBufLen", "number 2701033538", kUnsignedCode},
+    {"VideoFrame:GetData", "HI_MPI_SYS_Mmap", "nil,msg", "a mapping that fails answers no code"},
 };
 
-// Calls that answer an address fail by answering none: their failure is
-// the null pointer, never a code.
-bool answersAddress(const std::string& platform) {
-  return platform == "HI_MPI_SYS_Mmap" || platform == "HI_MPI_SYS_MmapCache";
-}
+// Calls that answer an address fail by answering none (null), not a code.
+bool answersAddress(const std::string& name) { return name == "HI_MPI_SYS_Mmap" || name == "HI_MPI_SYS_MmapCache"; }
 
 const Recorded* recorded(const std::string& call, const std::string& platform) {
   for (const Recorded& r : kRecorded)
@@ -136,7 +134,8 @@ void runSweep(Harness& h, bool survey) {
     long long invalid = 0;
     std::vector<std::int32_t> failures(std::begin(codes), std::end(codes));
     if (handleCreate(u.name, &invalid)) failures = {static_cast<std::int32_t>(invalid)};
-    if (answersAddress(u.name)) failures = {0};
+    const bool address = answersAddress(u.name);
+    if (address) failures = {0};
     for (std::int32_t code : failures) {
       char phase[512];
       std::snprintf(phase, sizeof phase, "failure sweep: %s with %s failing (code %08X)", call.c_str(),
@@ -160,17 +159,34 @@ void runSweep(Harness& h, bool survey) {
         }
       }
 
+      std::vector<Arg> args = u.args;
+      bool found = true;
+      for (size_t i = 0; i < args.size() && i < u.argRecipes.size(); ++i) {
+        if (u.argRecipes[i] < 0) continue;
+        found = false;
+        for (int k = 0; k < h.objectCount() && !found; ++k)
+          if (h.objRecipe[k] == u.argRecipes[i]) {
+            args[i] = Arg::object(k);
+            found = true;
+          }
+        if (!found) break;
+      }
+      if (!found) {
+        unreached.push_back(call + " / " + u.name + " (no object argument)");
+        h.dropContext("after the sweep call", true);
+        break;
+      }
+
       lua_gc(h.L, LUA_GCSTOP, 0);  // no destructor may take the fault
       h.clearJournal();
       sim::fail(u.name.c_str(), code, 1);
-      Outcome o = h.call(u.target, selfp, u.args);
+      Outcome o = h.call(u.target, selfp, args);
       bool reached = false;
       for (size_t e = 0; e < sim::journal_size(); ++e) {
         const sim::Entry& entry = sim::journal_entry(e);
-        if (entry.name == u.name && entry.ret.kind == sim::Value::Int &&
-            static_cast<std::int32_t>(entry.ret.i) == code)
-          reached = true;
-        if (entry.name == u.name && entry.ret.kind == sim::Value::Nil && answersAddress(u.name))
+        if (entry.name == u.name &&
+            (address ? entry.ret.kind == sim::Value::Nil
+                     : entry.ret.kind == sim::Value::Int && static_cast<std::int32_t>(entry.ret.i) == code))
           reached = true;
       }
       lua_gc(h.L, LUA_GCRESTART, 0);

@@ -96,6 +96,25 @@ TEST_F(SimCodec, FaultsAndUnknownRequestsFail) {
     EXPECT_EQ(tessel_dev_ioctl(fd, ACODEC_SET_INPUT_VOLUME, nullptr), -1);
 }
 
+TEST_F(SimCodec, RefusedRequestsSayWhyAndCountAsRefusals) {
+    const size_t before = sim::refusals_count();
+    int vol = 90;
+    EXPECT_EQ(tessel_dev_ioctl(fd, ACODEC_SET_INPUT_VOLUME, &vol), -1);
+    EXPECT_EQ(errno, EINVAL);
+    EXPECT_EQ(last().reason, "input volume (dB) 90 outside [-78, 80] (EINVAL)");
+    ACODEC_GAIN_S gain = {0, 2};
+    EXPECT_EQ(tessel_dev_ioctl(fd, ACODEC_SET_ADC_GAIN_RIGHT, &gain), -1);
+    EXPECT_EQ(last().reason, "right ADC mute 2 outside [0, 1] (EINVAL)");
+    EXPECT_EQ(sim::refusals_count(), before + 2);
+    EXPECT_EQ(sim::last_refusal(), "ioctl: right ADC mute 2 outside [0, 1] (EINVAL)");
+    vol = 0;
+    EXPECT_EQ(tessel_dev_ioctl(fd, ACODEC_SET_INPUT_VOLUME, &vol), 0);
+    EXPECT_TRUE(last().reason.empty());
+    sim::fail("ioctl", -1, 1);
+    tessel_dev_ioctl(fd, ACODEC_SET_INPUT_VOLUME, &vol);
+    EXPECT_TRUE(last().injected);
+}
+
 TEST_F(SimCodec, OtherPathsReachTheRealSystem) {
     int other = tessel_dev_open("/dev/null", O_RDWR);
     ASSERT_GE(other, 0);

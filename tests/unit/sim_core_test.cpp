@@ -53,6 +53,22 @@ TEST_F(SimVenc, DestroyedChannelsCanBeCreatedAgain) {
     EXPECT_EQ(HI_MPI_VENC_CreateChn(7, &a), HI_SUCCESS);
 }
 
+TEST_F(SimTest, RefusalsSayWhyAndRequestedFailuresAreMarked) {
+    EXPECT_EQ(HI_MPI_VENC_StartRecvPic(5), HI_ERR_VENC_UNEXIST);
+    EXPECT_EQ(last().reason, "VENC 0/5 does not exist");
+    EXPECT_FALSE(last().injected);
+    // what is not simulated says so, a handle or an address with it
+    EXPECT_EQ(HI_MPI_VB_Handle2PhysAddr(0), 0xFFFFFFFFu);
+    EXPECT_EQ(last().reason, "HI_MPI_VB_Handle2PhysAddr is not simulated");
+    sim::fail("HI_MPI_VENC_Query", (HI_S32)0xA0FE8042, 1);
+    HI_MPI_VENC_Query(5, nullptr);
+    EXPECT_TRUE(last().injected);
+    EXPECT_STREQ(last().reason.c_str(), sim::kInjectedReason);
+    // the words of a code answered without a reason of its own
+    EXPECT_EQ(sim::code_reason(HI_ERR_VENC_UNEXIST), "HI_ERR_VENC_UNEXIST: does not exist");
+    EXPECT_EQ(sim::code_reason((HI_S32)0xA0FE8042), "0xA0FE8042: a code the platform does not define");
+}
+
 TEST_F(SimTest, ModulesWithoutBehaviourAnswerNotSupported) {
     EXPECT_EQ(HI_MPI_VDA_DestroyChn(0), sim::err(HI_ID_VDA, sim::NOT_SUPPORT));
     EXPECT_EQ(HI_MPI_AENC_DestroyChn(0), sim::err(HI_ID_AENC, sim::NOT_SUPPORT));

@@ -155,3 +155,20 @@ TEST_F(SimMediaFlow, RegionsAreDrawnOnTheChannelsTheyAreAttachedTo) {
 }
 
 }  // namespace
+
+namespace {
+
+TEST_F(SimMediaFlow, PicturesLargerThanEveryPoolBlockAreReportedOncePerMaker) {
+    VENC_STREAM_S s;
+    std::vector<VENC_PACK_S> packs;
+    for (int i = 0; i < 3; ++i) {
+        ASSERT_EQ(HI_SUCCESS, get(&s, &packs, -1));
+        ASSERT_EQ(HI_SUCCESS, HI_MPI_VENC_ReleaseStream(0, &s));
+    }
+    std::vector<std::string> makers;  // the pools hold 4096-byte blocks; a 320x240 picture needs 115200
+    for (size_t i = 0; i < sim::findings_kept(); ++i)
+        if (sim::finding_kept(i).rule == "pool-too-small") makers.push_back(sim::finding_kept(i).message.substr(0, 9));
+    EXPECT_EQ((std::vector<std::string>{"VIU 0/0 m", "VPSS 0/0 "}), makers);
+}
+
+}  // namespace

@@ -2,9 +2,11 @@
 // journaled as { name = "ioctl", n = 2, args = { request, value } }; set
 // requests are judged as the driver judges them (volumes, rate and width
 // codes, sources, flags) and stored into registers, get requests read them
-// back; a refused value fails with EINVAL.
+// back; a refused value fails with EINVAL, and the journal says why.
 #include <cerrno>
+#include <cstdio>
 #include <cstring>
+#include <string>
 #include <fcntl.h>
 #include <mutex>
 #include <set>
@@ -51,23 +53,53 @@ unsigned register_of(unsigned nr) {
 
 bool is_get(unsigned nr) { return register_of(nr) != 0; }
 
-// The values the driver takes for a set request, by request number; false
-// for a value it refuses (EINVAL).
-bool accepted(unsigned nr, const ACODEC_GAIN_S& v) {
-    auto in = [](int x, int lo, int hi) { return x >= lo && x <= hi; };
-    switch (nr) {
-    case 0x02: return in(v.gain, -78, 80);                          // input volume, dB
-    case 0x03: return in(v.gain, -121, 6);                          // output volume, dB
-    case 0x06: case 0x35: return in(v.gain, ACODEC_RATE_8K_FAMILY, ACODEC_RATE_32K_FAMILY);
-    case 0x07: return in(v.gain, 0, 2);                             // differential output
-    case 0x08: return in(v.gain, 0, 4);                             // input source
-    case 0x0C: case 0x0D: return in(v.gain, 0, 31);                 // microphone gain
-    case 0x0F: case 0x10: case 0x11: case 0x12: return in(v.mute, 0, 1);
-    case 0x13: case 0x14: case 0x16: case 0x17: case 0x18: case 0x19: return in(v.gain, 0, 1);
-    case 0x31: case 0x32: return in(v.gain, 0, 1);                  // I2S interface
-    case 0x33: case 0x34: return in(v.gain, ACODEC_WIDTH_8BIT, ACODEC_WIDTH_24BIT);
-    default: return true;
+// The values the driver takes for a set request, by request number: one
+// field of the request in a range. Requests not listed take any value.
+struct Rule {
+    unsigned nr;
+    const char* what;
+    bool mute;  // the rule is on the mute field of a gain record, else on its value
+    int lo, hi;
+};
+
+const Rule kRules[] = {
+    {0x02, "input volume (dB)", false, -78, 80},
+    {0x03, "output volume (dB)", false, -121, 6},
+    {0x06, "I2S1 sample rate code", false, ACODEC_RATE_8K_FAMILY, ACODEC_RATE_32K_FAMILY},
+    {0x35, "I2S2 sample rate code", false, ACODEC_RATE_8K_FAMILY, ACODEC_RATE_32K_FAMILY},
+    {0x07, "differential output mode", false, 0, 2},
+    {0x08, "input source", false, 0, 4},
+    {0x0C, "left microphone gain", false, 0, 31},
+    {0x0D, "right microphone gain", false, 0, 31},
+    {0x0F, "left DAC mute", true, 0, 1},
+    {0x10, "right DAC mute", true, 0, 1},
+    {0x11, "left ADC mute", true, 0, 1},
+    {0x12, "right ADC mute", true, 0, 1},
+    {0x13, "left microphone mute", false, 0, 1},
+    {0x14, "right microphone mute", false, 0, 1},
+    {0x16, "left DAC mute", false, 0, 1},
+    {0x17, "right DAC mute", false, 0, 1},
+    {0x18, "soft mute", false, 0, 1},
+    {0x19, "soft unmute", false, 0, 1},
+    {0x31, "DAC I2S interface", false, 0, 1},
+    {0x32, "ADC I2S interface", false, 0, 1},
+    {0x33, "I2S1 data width code", false, ACODEC_WIDTH_8BIT, ACODEC_WIDTH_24BIT},
+    {0x34, "I2S2 data width code", false, ACODEC_WIDTH_8BIT, ACODEC_WIDTH_24BIT},
+};
+
+// Whether the driver takes v for the set request nr; when it does not (the
+// driver answers EINVAL), why says so.
+bool accepted(unsigned nr, const ACODEC_GAIN_S& v, std::string* why) {
+    for (const Rule& r : kRules) {
+        if (r.nr != nr) continue;
+        const int x = r.mute ? v.mute : v.gain;
+        if (x >= r.lo && x <= r.hi) return true;
+        char buf[96];
+        std::snprintf(buf, sizeof buf, "%s %d outside [%d, %d]", r.what, x, r.lo, r.hi);
+        *why = buf;
+        return false;
     }
+    return true;
 }
 
 bool known_request(unsigned long req) {
@@ -100,8 +132,12 @@ Value argument(unsigned long req, const void* arg) {
     return Value::integer(*static_cast<const int*>(arg));
 }
 
-int request(unsigned long req, void* arg) {
+// Carries out a request; -1 with errno, and why, when the driver refuses it.
+int request(unsigned long req, void* arg, std::string* why) {
     if (!known_request(req)) {
+        char buf[64];
+        std::snprintf(buf, sizeof buf, "request 0x%lX is none the codec knows (ENOTTY)", req);
+        *why = buf;
         errno = ENOTTY;
         return -1;
     }
@@ -112,6 +148,7 @@ int request(unsigned long req, void* arg) {
         return 0;
     }
     if (!arg) {
+        *why = "no value given (null pointer, EFAULT)";
         errno = EFAULT;
         return -1;
     }
@@ -128,7 +165,8 @@ int request(unsigned long req, void* arg) {
             r = *static_cast<const ACODEC_GAIN_S*>(arg);
         else
             r.gain = *static_cast<const int*>(arg);
-        if (!accepted(nr, r)) {
+        if (!accepted(nr, r, why)) {
+            *why += " (EINVAL)";
             errno = EINVAL;
             return -1;
         }
@@ -163,12 +201,17 @@ extern "C" int tessel_dev_open(const char* path, int flags) {
     if (sim::take_fault("open", &code)) {
         errno = ENODEV;
         fd = -1;
+        e.reason = sim::kInjectedReason;
+        e.injected = true;
     } else {
         // A real descriptor keeps numbers unique and close() ordinary.
         fd = open("/dev/null", O_RDWR | (flags & O_CLOEXEC));
         if (fd >= 0) {
             std::lock_guard<std::mutex> g(sim::codec_lock());
             sim::codec().fds.insert(fd);
+        } else {
+            e.reason = std::string("the host's /dev/null, which stands for the codec, did not open: ") +
+                       std::strerror(errno);
         }
     }
     e.ret = sim::Value::integer(fd);
@@ -186,8 +229,10 @@ extern "C" int tessel_dev_ioctl(int fd, unsigned long req, void* arg) {
     int r;
     if (sim::take_fault("ioctl", &code)) {
         r = code;
+        e.reason = sim::kInjectedReason;
+        e.injected = true;
     } else {
-        r = sim::request(req, arg);
+        r = sim::request(req, arg, &e.reason);
     }
     // a get request is journaled with what it wrote, a set with what it sent
     if (r == 0 || !sim::is_get(_IOC_NR(req)))

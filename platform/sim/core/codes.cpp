@@ -2,6 +2,7 @@
 // only those, and names them in the reasons of refused calls.
 #include <algorithm>
 #include <cstdint>
+#include <cstdio>
 
 #include "sim/sim.h"
 
@@ -41,6 +42,14 @@ const char* code_name(HI_S32 code) {
 const char* code_words(HI_S32 code) {
     const Code* c = lookup(code);
     return c ? c->words : nullptr;
+}
+
+std::string code_reason(HI_S32 code) {
+    const Code* c = lookup(code);
+    char buf[96];
+    if (c) std::snprintf(buf, sizeof buf, "%s: %s", c->symbol, c->words);
+    else std::snprintf(buf, sizeof buf, "0x%08X: a code the platform does not define", (unsigned)code);
+    return buf;
 }
 
 HI_S32 code_of(int mod, int reason, std::initializer_list<int> fallbacks) {

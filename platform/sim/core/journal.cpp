@@ -95,8 +95,21 @@ void journal_clear() {
     journal().dropped = 0;
 }
 
+namespace {
+
+// Counts a refused entry (one with a reason) as a refusal.
+void count_refusal(const Entry& entry) {
+    if (entry.reason.empty()) return;
+    Journal& j = journal();
+    ++j.refusals_total;
+    j.last_refusal = entry.name + ": " + entry.reason;
+}
+
+}  // namespace
+
 void journal_add(Entry entry) {
     std::lock_guard<std::recursive_mutex> g(lock());
+    count_refusal(entry);
     keep(std::move(entry));
 }
 
@@ -146,6 +159,8 @@ void findings_clear() {
     journal().findings.clear();
 }
 
+const char* const kInjectedReason = "failure requested with sim.fail";
+
 bool known_function(const char* name) {
     if (std::strcmp(name, "ioctl") == 0 || std::strcmp(name, "open") == 0) return true;
     const char* const* end = function_names + function_count;
@@ -192,20 +207,13 @@ Call::~Call() {
     const bool code = entry_.ret.kind == Value::Int && entry_.ret.i < 0 &&
                       ((unsigned)entry_.ret.i >> 24) == 0xA0u;
     if (faulted_) {
-        reason = "failure requested with sim.fail";
+        reason = kInjectedReason;
+        entry_.injected = true;
     } else if (reason.empty() && code) {
-        const HI_S32 rc = (HI_S32)(unsigned)entry_.ret.i;
-        const char* name = code_name(rc);
-        char buf[96];
-        if (name) std::snprintf(buf, sizeof buf, "%s: %s", name, code_words(rc));
-        else std::snprintf(buf, sizeof buf, "0x%08X: a code the platform does not define", (unsigned)rc);
-        reason = buf;
+        reason = code_reason((HI_S32)(unsigned)entry_.ret.i);
     }
-    if (!reason.empty()) {
-        ++j.refusals_total;
-        j.last_refusal = entry_.name + ": " + reason;
-        entry_.reason = std::move(reason);
-    }
+    entry_.reason = std::move(reason);
+    count_refusal(entry_);
     keep(std::move(entry_));
     j.current = nullptr;
     lock().unlock();

@@ -15,19 +15,23 @@ HI_S32 tracked_default(int mod, int dev, int chn, int limit) {
 namespace h {
 
 __attribute__((weak)) HI_S32 HI_MPI_VENC_CreateChn(VENC_CHN chn, const VENC_CHN_ATTR_S* attr) {
-    if (chn < 0 || chn >= VENC_MAX_CHN_NUM) return err(HI_ID_VENC, INVALID_CHNID);
-    if (!attr) return err(HI_ID_VENC, NULL_PTR);
-    if (find(Key{HI_ID_VENC, 0, chn})) return err(HI_ID_VENC, EXIST);
-    Object& o = obtain(Key{HI_ID_VENC, 0, chn});
+    const Key k{HI_ID_VENC, 0, chn};
+    if (chn < 0 || chn >= VENC_MAX_CHN_NUM)
+        return refuse(err(HI_ID_VENC, INVALID_CHNID), "channel %d outside [0, %d)", chn, VENC_MAX_CHN_NUM);
+    if (!attr) return refuse(err(HI_ID_VENC, NULL_PTR), "no attributes given (null pointer)");
+    if (find(k)) return refuse(err(HI_ID_VENC, EXIST), "%s exists already", label(k).c_str());
+    Object& o = obtain(k);
     o.created = true;
     o.put("ChnAttr", *attr);
     return HI_SUCCESS;
 }
 
 __attribute__((weak)) HI_S32 HI_MPI_VENC_DestroyChn(VENC_CHN chn) {
-    if (chn < 0 || chn >= VENC_MAX_CHN_NUM) return err(HI_ID_VENC, INVALID_CHNID);
-    if (!find(Key{HI_ID_VENC, 0, chn})) return err(HI_ID_VENC, UNEXIST);
-    destroy(Key{HI_ID_VENC, 0, chn});
+    const Key k{HI_ID_VENC, 0, chn};
+    if (chn < 0 || chn >= VENC_MAX_CHN_NUM)
+        return refuse(err(HI_ID_VENC, INVALID_CHNID), "channel %d outside [0, %d)", chn, VENC_MAX_CHN_NUM);
+    if (!find(k)) return refuse(err(HI_ID_VENC, UNEXIST), "%s does not exist", label(k).c_str());
+    destroy(k);
     return HI_SUCCESS;
 }
 

@@ -32,9 +32,9 @@ __attribute__((weak)) HI_S32 HI_MPI_SYS_InitPtsBase(HI_U64 u64PtsBase) { return 
 
 __attribute__((weak)) HI_S32 HI_MPI_SYS_MflushCache(HI_U32 u32PhyAddr, void *pVirAddr, HI_U32 u32Size) { return sim::unsupported(HI_ID_SYS, "HI_MPI_SYS_MflushCache"); }
 
-__attribute__((weak)) void * HI_MPI_SYS_Mmap(HI_U32 u32PhyAddr, HI_U32 u32Size) { return nullptr; }
+__attribute__((weak)) void * HI_MPI_SYS_Mmap(HI_U32 u32PhyAddr, HI_U32 u32Size) { return sim::unsupported(HI_ID_SYS, "HI_MPI_SYS_Mmap"), nullptr; }
 
-__attribute__((weak)) void * HI_MPI_SYS_MmapCache(HI_U32 u32PhyAddr, HI_U32 u32Size) { return nullptr; }
+__attribute__((weak)) void * HI_MPI_SYS_MmapCache(HI_U32 u32PhyAddr, HI_U32 u32Size) { return sim::unsupported(HI_ID_SYS, "HI_MPI_SYS_MmapCache"), nullptr; }
 
 __attribute__((weak)) HI_S32 HI_MPI_SYS_MmzAlloc(HI_U32 *pu32PhyAddr, void **ppVirtAddr, const HI_CHAR *strMmb, const HI_CHAR *strZone, HI_U32 u32Len) { return sim::unsupported(HI_ID_SYS, "HI_MPI_SYS_MmzAlloc"); }
 
@@ -186,7 +186,7 @@ extern "C" void * HI_MPI_SYS_Mmap(HI_U32 u32PhyAddr, HI_U32 u32Size) {
     sim::Call c_("HI_MPI_SYS_Mmap", 2);
     c_.num(0, (long long)u32PhyAddr);
     c_.num(1, (long long)u32Size);
-    void * r_ = c_.faulted() ? (void *)(intptr_t)c_.code() : h::HI_MPI_SYS_Mmap(u32PhyAddr, u32Size);
+    void * r_ = c_.faulted() ? nullptr : h::HI_MPI_SYS_Mmap(u32PhyAddr, u32Size);
     c_.ret_ptr(r_);
     return r_;
 }
@@ -195,7 +195,7 @@ extern "C" void * HI_MPI_SYS_MmapCache(HI_U32 u32PhyAddr, HI_U32 u32Size) {
     sim::Call c_("HI_MPI_SYS_MmapCache", 2);
     c_.num(0, (long long)u32PhyAddr);
     c_.num(1, (long long)u32Size);
-    void * r_ = c_.faulted() ? (void *)(intptr_t)c_.code() : h::HI_MPI_SYS_MmapCache(u32PhyAddr, u32Size);
+    void * r_ = c_.faulted() ? nullptr : h::HI_MPI_SYS_MmapCache(u32PhyAddr, u32Size);
     c_.ret_ptr(r_);
     return r_;
 }

@@ -4,11 +4,11 @@
 #include "sim/types.h"
 namespace sim {
 namespace h {
-__attribute__((weak)) VB_BLK HI_MPI_VB_AddBlock(VB_POOL Pool, HI_U32 u32PhyAddr, HI_U32 u32Size) { return (VB_BLK)-1; }
+__attribute__((weak)) VB_BLK HI_MPI_VB_AddBlock(VB_POOL Pool, HI_U32 u32PhyAddr, HI_U32 u32Size) { return sim::unsupported(HI_ID_VB, "HI_MPI_VB_AddBlock"), (VB_BLK)-1; }
 
-__attribute__((weak)) VB_POOL HI_MPI_VB_CreatePool(HI_U32 u32BlkSize, HI_U32 u32BlkCnt, const HI_CHAR *pcMmzName) { return (VB_POOL)-1; }
+__attribute__((weak)) VB_POOL HI_MPI_VB_CreatePool(HI_U32 u32BlkSize, HI_U32 u32BlkCnt, const HI_CHAR *pcMmzName) { return sim::unsupported(HI_ID_VB, "HI_MPI_VB_CreatePool"), (VB_POOL)-1; }
 
-__attribute__((weak)) VB_POOL HI_MPI_VB_CreateVirtualVbPool(HI_U32 u32BlkCnt, const HI_CHAR *pcMmzName) { return (VB_POOL)-1; }
+__attribute__((weak)) VB_POOL HI_MPI_VB_CreateVirtualVbPool(HI_U32 u32BlkCnt, const HI_CHAR *pcMmzName) { return sim::unsupported(HI_ID_VB, "HI_MPI_VB_CreateVirtualVbPool"), (VB_POOL)-1; }
 
 __attribute__((weak)) HI_S32 HI_MPI_VB_DestroyPool(VB_POOL Pool) { return sim::unsupported(HI_ID_VB, "HI_MPI_VB_DestroyPool"); }
 
@@ -18,15 +18,15 @@ __attribute__((weak)) HI_S32 HI_MPI_VB_ExitModCommPool(VB_UID_E enVbUid) { retur
 
 __attribute__((weak)) HI_S32 HI_MPI_VB_GetBlkVirAddr(VB_POOL Pool, HI_U32 u32PhyAddr, void **ppVirAddr) { return sim::unsupported(HI_ID_VB, "HI_MPI_VB_GetBlkVirAddr"); }
 
-__attribute__((weak)) VB_BLK HI_MPI_VB_GetBlock(VB_POOL Pool, HI_U32 u32BlkSize, const HI_CHAR *pcMmzName) { return (VB_BLK)-1; }
+__attribute__((weak)) VB_BLK HI_MPI_VB_GetBlock(VB_POOL Pool, HI_U32 u32BlkSize, const HI_CHAR *pcMmzName) { return sim::unsupported(HI_ID_VB, "HI_MPI_VB_GetBlock"), (VB_BLK)-1; }
 
 __attribute__((weak)) HI_S32 HI_MPI_VB_GetConf(VB_CONF_S *pstVbConf) { return sim::unsupported(HI_ID_VB, "HI_MPI_VB_GetConf"); }
 
 __attribute__((weak)) HI_S32 HI_MPI_VB_GetModPoolConf(VB_UID_E enVbUid, VB_CONF_S *pstVbConf) { return sim::unsupported(HI_ID_VB, "HI_MPI_VB_GetModPoolConf"); }
 
-__attribute__((weak)) HI_U32 HI_MPI_VB_Handle2PhysAddr(VB_BLK Block) { return (HI_U32)-1; }
+__attribute__((weak)) HI_U32 HI_MPI_VB_Handle2PhysAddr(VB_BLK Block) { return sim::unsupported(HI_ID_VB, "HI_MPI_VB_Handle2PhysAddr"), (HI_U32)-1; }
 
-__attribute__((weak)) VB_POOL HI_MPI_VB_Handle2PoolId(VB_BLK Block) { return (VB_POOL)-1; }
+__attribute__((weak)) VB_POOL HI_MPI_VB_Handle2PoolId(VB_BLK Block) { return sim::unsupported(HI_ID_VB, "HI_MPI_VB_Handle2PoolId"), (VB_POOL)-1; }
 
 __attribute__((weak)) HI_S32 HI_MPI_VB_Init(void) { return sim::unsupported(HI_ID_VB, "HI_MPI_VB_Init"); }
 

@@ -252,6 +252,71 @@ int l_now(lua_State* L) {
     return 1;
 }
 
+// A target: a channel object (its MODID, DID and ID) or {module, device,
+// channel} with the module's name or number. False when it is neither.
+bool target_of(lua_State* L, int idx, sim::Key* k) {
+    static const struct {
+        const char* name;
+        int id;
+    } kModules[] = {{"VIU", HI_ID_VIU}, {"VI", HI_ID_VIU},   {"VPSS", HI_ID_VPSS}, {"VENC", HI_ID_VENC},
+                    {"VDEC", HI_ID_VDEC}, {"VOU", HI_ID_VOU}, {"VO", HI_ID_VOU},     {"AI", HI_ID_AI},
+                    {"AO", HI_ID_AO},     {"AENC", HI_ID_AENC}, {"ADEC", HI_ID_ADEC}};
+    int fields[3];
+    if (lua_type(L, idx) == LUA_TUSERDATA) {
+        const char* names[3] = {"MODID", "DID", "ID"};
+        for (int i = 0; i < 3; ++i) {
+            lua_getfield(L, idx, names[i]);
+            int exact = 0;
+            fields[i] = (int)lua_tointegerx(L, -1, &exact);
+            lua_pop(L, 1);
+            if (!exact) return false;
+        }
+    } else if (lua_type(L, idx) == LUA_TTABLE) {
+        lua_rawgeti(L, idx, 1);
+        fields[0] = -1;
+        if (lua_type(L, -1) == LUA_TSTRING) {
+            for (const auto& m : kModules)
+                if (std::strcmp(lua_tostring(L, -1), m.name) == 0) fields[0] = m.id;
+        } else if (lua_isinteger(L, -1)) {
+            fields[0] = (int)lua_tointeger(L, -1);
+        }
+        lua_pop(L, 1);
+        for (int i = 1; i < 3; ++i) {
+            lua_rawgeti(L, idx, i + 1);
+            int exact = 0;
+            fields[i] = (int)lua_tointegerx(L, -1, &exact);
+            lua_pop(L, 1);
+            if (!exact) return false;
+        }
+        if (fields[0] < 0) return false;
+    } else {
+        return false;
+    }
+    *k = sim::Key{fields[0], fields[1], fields[2]};
+    return true;
+}
+
+// sim.source(target, path | nil) -> true, or nil and why: the target
+// (a capture channel) plays the file instead of its own picture.
+int l_source(lua_State* L) {
+    sim::Key k{0, 0, 0};
+    luaL_argcheck(L, target_of(L, 1, &k), 1, "a channel object or {module, device, channel}");
+    const char* path = luaL_optstring(L, 2, nullptr);
+    char why[512];
+    sim::enter();
+    std::string error;
+    const bool ok = sim::media::set_file_source(sim::address(k), path, &error);
+    std::snprintf(why, sizeof why, "%s", error.c_str());
+    sim::leave();
+    if (ok) {
+        lua_pushboolean(L, 1);
+        return 1;
+    }
+    lua_pushnil(L);
+    lua_pushstring(L, why);
+    return 2;
+}
+
 // sim.codecs() -> "ffmpeg" when real codecs are built in, else "stand-in".
 int l_codecs(lua_State* L) {
     lua_pushstring(L, sim::media::real_codecs() ? "ffmpeg" : "stand-in");
@@ -368,7 +433,7 @@ const luaL_Reg kFunctions[] = {
     {"reset", l_reset}, {"calls", l_calls}, {"clear", l_clear},
     {"fail", l_fail},   {"dot", l_dot},     {"journal", l_journal},
     {"check", l_check}, {"strict", l_strict}, {"clock", l_clock},
-    {"now", l_now},     {"codecs", l_codecs}, {"screenshot", l_screenshot},
+    {"now", l_now},     {"codecs", l_codecs}, {"source", l_source}, {"screenshot", l_screenshot},
     {nullptr, nullptr},
 };
 

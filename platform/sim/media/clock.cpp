@@ -9,20 +9,21 @@ namespace sim {
 namespace media {
 namespace {
 
+std::int64_t steady() {
+    using namespace std::chrono;
+    return duration_cast<microseconds>(steady_clock::now().time_since_epoch()).count();
+}
+
+// Time 0 is the first use, until a reset sets it again.
 struct Time {
     Clock mode = Clock::Real;
     std::int64_t virtualNow = 0;
-    std::int64_t realBase = 0;  // steady-clock microsecond that time 0 stands for
+    std::int64_t realBase = steady();  // steady-clock microsecond that time 0 stands for
 };
 
 Time& time() {
     static Time t;
     return t;
-}
-
-std::int64_t steady() {
-    using namespace std::chrono;
-    return duration_cast<microseconds>(steady_clock::now().time_since_epoch()).count();
 }
 
 }  // namespace

@@ -65,6 +65,24 @@ void draw(Key at, Picture& pic) {
 
 bool drawn(Key at) { return g_drawn && g_drawn(at); }
 
+namespace {
+std::map<int, bool (*)(Key, const char*, std::string*)>& fileSources() {
+    static std::map<int, bool (*)(Key, const char*, std::string*)> f;
+    return f;
+}
+}  // namespace
+
+void on_file_source(int mod, bool (*set)(Key, const char*, std::string*)) { fileSources()[mod] = set; }
+
+bool set_file_source(Key target, const char* path, std::string* error) {
+    auto it = fileSources().find(target.mod);
+    if (it == fileSources().end()) {
+        *error = label(target) + " takes no source";
+        return false;
+    }
+    return it->second(target, path, error);
+}
+
 void on_source(const Source& s) { sources().push_back(s); }
 
 void pump() {
@@ -78,12 +96,19 @@ std::int64_t due_next() {
     return next;
 }
 
+constexpr int kVirtualSteps = 1000;
+
 bool wait_for(const std::function<bool()>& ready, int timeout_ms) {
     pump();
     if (ready()) return true;
     if (timeout_ms == 0) return false;
     const std::int64_t deadline = timeout_ms < 0 ? INT64_MAX : now() + static_cast<std::int64_t>(timeout_ms) * 1000;
+    // In virtual time a wait that sees nothing arrive in this many steps
+    // (half a minute of pictures) ends as a timeout would, rather than
+    // running the sources for ever on behalf of something nothing feeds.
+    int steps = kVirtualSteps;
     for (;;) {
+        if (clock() == Clock::Virtual && --steps < 0) return false;
         const std::int64_t due = due_next();
         // Nothing will ever come: a virtual wait without limit ends here.
         if (due == INT64_MAX && (deadline == INT64_MAX || clock() == Clock::Virtual)) {

@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <string>
 #include <vector>
 
 #include "sim/sim.h"
@@ -122,6 +123,27 @@ public:
 };
 std::unique_ptr<Decoder> make_decoder(PAYLOAD_TYPE_E type);
 
+// Reports once per object (until reset) when no pool has blocks for the
+// pictures it makes: on a board it would make none.
+void check_pool(Key maker, const Picture& pic);
+
+// A video file that FFmpeg reads, played in a loop: each call gives its next
+// picture converted to out's size and format. Null (and why) when the file
+// cannot be played, or the build has no FFmpeg.
+class VideoFile {
+public:
+    virtual ~VideoFile() = default;
+    virtual bool next(Picture* out) = 0;
+};
+std::unique_ptr<VideoFile> open_video(const std::string& path, std::string* error);
+
+// Files feeding a module's sources (sim.source): each module that takes
+// them registers how; set_file_source answers false and why when the target
+// takes none or the file is unusable. A null path goes back to the module's
+// own picture or sound.
+void on_file_source(int mod, bool (*set)(Key target, const char* path, std::string* error));
+bool set_file_source(Key target, const char* path, std::string* error);
+
 // Whether real codecs are built in (false: stand-ins).
 bool real_codecs();
 
@@ -154,8 +176,9 @@ void pump();
 // When the next thing is due (INT64_MAX: nothing).
 std::int64_t due_next();
 // Waits until ready() or until timeout_ms passes (-1: no limit, 0: no wait),
-// pumping the sources; virtual time jumps from one due moment to the next.
-// True when ready.
+// pumping the sources; virtual time jumps from one due moment to the next,
+// and a virtual wait that sees nothing come in 1000 of them gives up (nothing
+// feeds what it waits for). True when ready.
 bool wait_for(const std::function<bool()>& ready, int timeout_ms);
 
 // ---- descriptors --------------------------------------------------------------------

@@ -77,8 +77,16 @@ void draw_text(Picture& pic, std::uint32_t x, std::uint32_t y, std::uint32_t uni
 }
 
 void draw_pattern(Picture& pic, int channel, std::uint32_t frame, std::int64_t us) {
+    draw_bars(pic);
+    draw_marks(pic, channel, frame, us);
+}
+
+void draw_bars(Picture& pic) {
     const std::uint32_t bar = (pic.width + 7) / 8;
     for (std::uint32_t b = 0; b < 8; ++b) fill(pic, b * bar, 0, bar, pic.height, kBars[b][0], kBars[b][1], kBars[b][2]);
+}
+
+void draw_marks(Picture& pic, int channel, std::uint32_t frame, std::int64_t us) {
     const std::uint32_t box = pic.height / 8 ? pic.height / 8 : 1;
     const std::uint32_t travel = pic.width > box ? pic.width - box : 1;
     const std::uint32_t step = pic.width / 96 ? pic.width / 96 : 1;

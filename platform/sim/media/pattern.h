@@ -10,6 +10,9 @@ namespace media {
 // colour bars, a box that moves a step a frame, and a line of text naming
 // the channel, the frame number and the time.
 void draw_pattern(Picture& pic, int channel, std::uint32_t frame, std::int64_t us);
+// The two halves of it: the bars, the same in every frame, and what moves.
+void draw_bars(Picture& pic);
+void draw_marks(Picture& pic, int channel, std::uint32_t frame, std::int64_t us);
 
 // Writes text (digits, capitals, space and ":#./-") in luma at (x, y), cells
 // of 6x8 units of `unit` pixels, on a dark band.

@@ -2,6 +2,7 @@
 // caller maps a lent picture's planes with HI_MPI_SYS_Mmap, as on a board.
 #include <cstring>
 #include <map>
+#include <set>
 
 #include "media/media.h"
 
@@ -25,11 +26,17 @@ Memory& memory() {
     return m;
 }
 
+std::set<Key>& poolReported() {
+    static std::set<Key> s;
+    return s;
+}
+
 void forget() {
     Memory& m = memory();
     m.regions.clear();
     m.lent.clear();
     m.next = 0x40000000u;
+    poolReported().clear();
 }
 const bool g_reset = (on_reset(&forget), true);
 
@@ -54,6 +61,13 @@ std::shared_ptr<Picture> Picture::make(std::uint32_t width, std::uint32_t height
     std::memset(p->data.data(), 16, p->offset[1]);                         // black
     std::memset(p->data.data() + p->offset[1], 128, p->data.size() - p->offset[1]);
     return p;
+}
+
+void check_pool(Key maker, const Picture& pic) {
+    if (picture_block_fits(pic.data.size()) || !poolReported().insert(maker).second) return;
+    finding("pool-too-small", label(maker) + " makes " + std::to_string(pic.width) + "x" + std::to_string(pic.height) +
+                                  " pictures of " + std::to_string(pic.data.size()) +
+                                  " bytes, larger than any block of the common and module pools: a board makes none");
 }
 
 std::uint32_t map_memory(void* bytes, std::size_t size) {

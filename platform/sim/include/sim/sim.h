@@ -32,6 +32,7 @@ struct Entry {
     std::vector<Value> args;  // n = args.size(); a Nil is a null pointer
     Value ret;
     std::string reason;       // why the call was refused; empty when it was not
+    bool injected = false;    // the failure was requested with sim.fail
 };
 
 // The journal keeps the most recent calls: at most journal_limit() entries
@@ -44,6 +45,8 @@ void journal_set_limit(size_t limit);
 bool journal_recording();
 void journal_set_recording(bool on);
 void journal_clear();
+// Journals a call made outside a Call (the codec's requests); an entry with
+// a reason counts as refused.
 void journal_add(Entry entry);
 
 // ---- findings -----------------------------------------------------------------
@@ -76,6 +79,9 @@ std::string last_refusal();    // "HI_MPI_X: reason" of the latest one
 bool defined_code(HI_S32 code);
 const char* code_name(HI_S32 code);   // "HI_ERR_VENC_UNEXIST", or null
 const char* code_words(HI_S32 code);  // "does not exist", or null
+// What the journal says of a refusal whose handler gave no reason: the
+// code's name and words ("HI_ERR_VENC_UNEXIST: does not exist").
+std::string code_reason(HI_S32 code);
 // The module's own code for reason when its headers define one, else the
 // first of fallbacks the module defines, else its illegal-parameter code.
 HI_S32 code_of(int mod, int reason, std::initializer_list<int> fallbacks = {});
@@ -92,6 +98,7 @@ void leave();
 bool known_function(const char* name);  // an exported HI_MPI_* name, "open" or "ioctl" (the codec)
 void fail(const char* name, HI_S32 code, int times);
 bool take_fault(const char* name, HI_S32* code);  // consumes one pending fault
+extern const char* const kInjectedReason;          // the reason of a faulted call
 
 // One call of an exported function, journaled when it returns. Holds the
 // simulator's lock for its lifetime, so handlers run one at a time.
@@ -232,6 +239,10 @@ void report_bound(Key k, const char* rule, const char* what);
 // script object does when collected) leaves it to nobody. Reports that as a
 // finding naming the object, then answers refuse(code, why).
 HI_S32 refuse_destroy(const std::string& object, HI_S32 code, const std::string& why);
+
+// Whether a common or module pool has blocks of at least bytes: the
+// pictures capture and processing make come from them on a board.
+bool picture_block_fits(std::size_t bytes);
 
 // ---- defaults for tracked objects -------------------------------------------
 // Channel number out of [0, limit): invalid channel; object missing: does not
