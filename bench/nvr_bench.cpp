@@ -133,7 +133,7 @@ int main() {
   std::vector<Stream> streams;
   for (int i = 0; i < kStreams; ++i) streams.push_back(encode(i, n));
   double ours = 0, theirs = 0;
-  for (int round = 0; round < 3; ++round) {  // alternate, keep the best of each
+  for (int round = 0; round < 5; ++round) {  // alternate, keep the best of each
     const double a = screen(streams, n), b = decodersAlone(streams, n);
     ours = round ? std::min(ours, a) : a;
     theirs = round ? std::min(theirs, b) : b;
