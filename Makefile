@@ -17,7 +17,7 @@ CTEST      ?= ctest --output-on-failure -j $(JOBS) --timeout 600
 # tools as the clients that judge recorded media).
 DEMO_PACKAGES = cmake g++ make pkg-config lua5.3 liblua5.3-dev graphviz \
                 libavcodec-dev libavformat-dev libswscale-dev libswresample-dev libavutil-dev
-DEB_PACKAGES  = $(DEMO_PACKAGES) libfreetype-dev fonts-dejavu-core lua-busted lua-check libgtest-dev \
+DEB_PACKAGES  = $(DEMO_PACKAGES) libfreetype-dev fonts-dejavu-core lua-socket lua-busted lua-check libgtest-dev \
                 libbenchmark-dev g++-arm-linux-gnueabi qemu-user luarocks lua-ldoc lua-markdown ffmpeg sox
 
 # The 32-bit ARM run: Debian's armel builds of what the tests load, unpacked
@@ -25,7 +25,7 @@ DEB_PACKAGES  = $(DEMO_PACKAGES) libfreetype-dev fonts-dejavu-core lua-busted lu
 ARM_BUILD    ?= build-arm32
 ARM_ROOT     ?= $(ARM_BUILD)-root
 ARM_PACKAGES  = libc6 libgcc-s1 libstdc++6 libreadline8 libtinfo6 lua5.3 liblua5.3-0 \
-                liblua5.3-dev lua-filesystem lua-system lua-term libgtest-dev
+                liblua5.3-dev lua-filesystem lua-system lua-term lua-socket libgtest-dev
 ARM_APT       = -o APT::Architecture=armel -o APT::Architectures::=armel \
                 -o Dir::State::Lists=$(abspath $(ARM_ROOT)).apt/lists \
                 -o Dir::Cache=$(abspath $(ARM_ROOT)).apt/cache \
@@ -77,7 +77,10 @@ test-asan: deps
 	cmake --build $(ASAN_BUILD) -j $(JOBS)
 	cd $(ASAN_BUILD) && $(CTEST) -L 'unit|sanitized'
 
-$(ARM_ROOT)/.unpacked:
+# The stamp names the package list, so that a changed list unpacks the root anew.
+ARM_STAMP     = $(ARM_ROOT)/.unpacked-$(shell echo $(ARM_PACKAGES) | md5sum | cut -c1-8)
+
+$(ARM_STAMP):
 	@echo "Fetching armel packages into $(ARM_ROOT)"
 	@rm -rf $(ARM_ROOT) $(ARM_ROOT).apt && mkdir -p $(ARM_ROOT).apt/lists/partial $(ARM_ROOT).apt/cache/archives/partial
 	@apt-get -qq $(ARM_APT) update
@@ -85,7 +88,7 @@ $(ARM_ROOT)/.unpacked:
 	@for deb in $(ARM_ROOT).apt/*.deb; do dpkg -x $$deb $(ARM_ROOT); done
 	@touch $@
 
-build-arm: deps $(ARM_ROOT)/.unpacked
+build-arm: deps $(ARM_STAMP)
 	cmake -S . -B $(ARM_BUILD) -DCMAKE_TOOLCHAIN_FILE=cmake/arm-linux-gnueabi.cmake \
 	      -DTESSEL_TARGET_ROOT=$(abspath $(ARM_ROOT)) -DCMAKE_BUILD_TYPE=RelWithDebInfo >/dev/null
 	cmake --build $(ARM_BUILD) -j $(JOBS)
@@ -98,6 +101,7 @@ bench: deps build-arm
 	cmake --build $(BENCH_BUILD) -j $(JOBS)
 	@status=0; for b in $(BENCH_BUILD)/bench/*_bench; do \
 	  LUA_CPATH='$(BENCH_BUILD)/lua/?.so;;' $$b || status=1; echo; done; \
+	LUA_CPATH='$(BENCH_BUILD)/lua/?.so;;' LUA_PATH='lua/?.lua;;' $(LUA) bench/rtsp_bench.lua || status=1; echo; \
 	arm-linux-gnueabi-strip -o $(ARM_BUILD)/tessel-stripped.so $(ARM_BUILD)/lua/tessel.so; \
 	echo "32-bit ARM tessel.so, stripped: $$(stat -c %s $(ARM_BUILD)/tessel-stripped.so) bytes"; \
 	exit $$status

@@ -20,6 +20,7 @@ description = {
 }
 dependencies = {
   "lua == 5.3",
+  -- tessel.rtsp also needs LuaSocket (Debian: lua-socket).
 }
 build = {
   type = "cmake",
@@ -27,6 +28,13 @@ build = {
     CMAKE_BUILD_TYPE = "Release",
     CMAKE_INSTALL_PREFIX = "$(PREFIX)",
     TESSEL_LUA_MODULE_DIR = "$(LIBDIR)",
+    TESSEL_INSTALL_LUA_MODULES = "OFF",
     TESSEL_TESTS = "OFF",
+  },
+  -- The modules written in Lua, into the rock's Lua tree.
+  install = {
+    lua = {
+      ["tessel.rtsp"] = "lua/tessel/rtsp.lua",
+    },
   },
 }

@@ -2,6 +2,7 @@
 // registration.
 #include "audio/aio.h"
 
+#include "audio/pcm.h"
 #include "frame/methods.h"
 #include "frame/modules.h"
 
@@ -93,6 +94,26 @@ int AIChannel::GetVeqVolume() {
   return rc == HI_SUCCESS ? db : rc;
 }
 
+// GetFrame([timeout]): the samples are copied on the C stack and the frame
+// given back before any Lua value is made, so nothing can raise while the
+// frame is held.
+int AIChannel::GetFrame(lua_State* L) {
+  HI_S32 timeout = timeoutArg(L, 2);
+  AUDIO_FRAME_S frame;
+  AEC_FRAME_S aec;
+  std::memset(&frame, 0, sizeof frame);
+  std::memset(&aec, 0, sizeof aec);
+  HI_S32 rc = HI_MPI_AI_GetFrame(m_devId, m_chnId, &frame, &aec, timeout);
+  if (rc != HI_SUCCESS) return TESSEL_FAIL_CODE(L, "Fail to get AI frame", rc);
+  char pcm[kPcmMax];
+  PcmInfo info;
+  std::size_t size = copyPcm(frame, pcm, &info);
+  rc = HI_MPI_AI_ReleaseFrame(m_devId, m_chnId, &frame, &aec);
+  if (rc != HI_SUCCESS) return TESSEL_FAIL_CODE(L, "Fail to release AI frame", rc);
+  if (size == 0) return TESSEL_FAIL(L, "Invalid AI frame");
+  return pushPcm(L, pcm, size, info);
+}
+
 void AI_Register(lua_State* L) {
   beginClass<AIChannel, Channel>(L, "AIChannel")
       .addFunction<&AIChannel::Enable>("Enable")
@@ -107,6 +128,7 @@ void AI_Register(lua_State* L) {
       .addCFunction<&AIChannel::DisableVqe>("DisableVqe")
       .addFunction<&AIChannel::SetVeqVolume>("SetVeqVolume")
       .addFunction<&AIChannel::GetVeqVolume>("GetVeqVolume")
+      .addCFunction<&AIChannel::GetFrame>("GetFrame")
       .addFunction<&AIChannel::GetFd>("GetFd");
 
   beginClass<AIDevice>(L, "AIDevice")

@@ -252,6 +252,23 @@ class AIChannel : public Channel, public RefCountedObjectType<int> {
   large negative number)
   */
   int GetVeqVolume();
+  /*** Takes the next captured frame (`HI_MPI_AI_GetFrame`), copies its samples and gives it back
+  at once (`HI_MPI_AI_ReleaseFrame`, exactly once, before anything that can raise is built). The
+  channel needs a user frame depth (`SetParam{u32UsrFrmDepth = n}`) for frames to wait for it.
+  @function GetFrame
+  @int[opt=-1] timeout milliseconds to wait for a frame: -1 as long as it takes, 0 not at all; a
+  value that is no integer raises
+  @treturn string the samples as the platform gives them, interleaved for a stereo frame (left,
+  right): 16-bit little-endian samples for the usual width
+  @treturn table `pts` (microseconds), `seq`, `bitWidth` (8, 16 or 24, as in `AIO_ATTR_S`),
+  `soundMode` ("MONO" or "STEREO"), `samples` (per channel). On failure the results are `nil` and
+  "Fail to get AI frame" with the code (A015800E, an empty buffer, when no frame came in time),
+  "Fail to release AI frame" with the code (the samples are then lost), or "Invalid AI frame" for a
+  frame whose samples cannot be read (given back all the same)
+  @usage local pcm, info = chn:GetFrame(1000)
+  if pcm then file:write(pcm) end
+  */
+  int GetFrame(lua_State* L);
   /*** The channel's file descriptor (`HI_MPI_AI_GetFd`), to wait for frames with `select`.
   @function GetFd
   @treturn int the descriptor, or the platform's error code (negative)
@@ -400,6 +417,19 @@ class AOChannel : public Channel, public RefCountedObjectType<int> {
   @treturn int 0 or the platform's error code (negative)
   */
   int ClearBuf() { return HI_MPI_AO_ClearChnBuf(m_devId, m_chnId); }
+  /*** Hands a frame of samples to the channel for playing (`HI_MPI_AO_SendFrame`).
+  @function SendFrame
+  @string pcm the samples, interleaved (left, right) for a stereo frame; another type raises
+  @tparam[opt] table info `bitWidth` (8, 16 or 24; 16 when absent), `soundMode` ("MONO" or
+  "STEREO"; "MONO" when absent), `pts`, `seq`: a table from `GetFrame` fits as it is
+  @int[opt=-1] timeout milliseconds to wait for room: -1 as long as it takes, 0 not at all
+  @return `true`, or `nil` and "Invalid PCM data" (empty, longer than 16384 bytes, or not whole
+  samples of every channel), a conversion message ("Invalid audio bitwidth",
+  "Invalid audio sound mode"), or "Fail to send AO frame" with the code (A016800F when the buffer
+  stayed full)
+  @usage ao:SendFrame(ai:GetFrame())
+  */
+  int SendFrame(lua_State* L);
   /*** The channel's file descriptor (`HI_MPI_AO_GetFd`).
   @function GetFd
   @treturn int the descriptor, or the platform's error code (negative)

@@ -2,6 +2,7 @@
 // registration.
 #include "audio/aio.h"
 
+#include "audio/pcm.h"
 #include "frame/methods.h"
 #include "frame/modules.h"
 
@@ -85,6 +86,19 @@ int AOChannel::EnableReSmp(lua_Integer rate) {
   return enableResampling(rate, [&](AUDIO_SAMPLE_RATE_E r) { return HI_MPI_AO_EnableReSmp(m_devId, m_chnId, r); });
 }
 
+// SendFrame(pcm [, info] [, timeout]): the wait follows the table when
+// there is one.
+int AOChannel::SendFrame(lua_State* L) {
+  const int info = lua_type(L, 3) == LUA_TTABLE ? 3 : 0;
+  HI_S32 timeout = timeoutArg(L, info ? 4 : 3);
+  AUDIO_FRAME_S frame;
+  char planes[kPcmMax];
+  if (const char* bad = readPcm(L, 2, info ? info : 3, &frame, planes)) return TESSEL_FAIL(L, bad);
+  HI_S32 rc = HI_MPI_AO_SendFrame(m_devId, m_chnId, &frame, timeout);
+  if (rc != HI_SUCCESS) return TESSEL_FAIL_CODE(L, "Fail to send AO frame", rc);
+  return pushSuccess(L);
+}
+
 void AO_Register(lua_State* L) {
   beginClass<AOChannel, Channel>(L, "AOChannel")
       .addFunction<&AOChannel::Enable>("Enable")
@@ -98,6 +112,7 @@ void AO_Register(lua_State* L) {
       .addCFunction<&AOChannel::Nothing>("EnableVqe")
       .addCFunction<&AOChannel::Nothing>("DisableVqe")
       .addFunction<&AOChannel::ClearBuf>("ClearBuf")
+      .addCFunction<&AOChannel::SendFrame>("SendFrame")
       .addFunction<&AOChannel::GetFd>("GetFd");
 
   beginClass<AODevice>(L, "AODevice")

@@ -15,6 +15,8 @@ extern "C" __attribute__((visibility("default"))) int luaopen_tessel(lua_State* 
   Tessel::RGN_Register(L);
   Tessel::AI_Register(L);
   Tessel::AO_Register(L);
+  Tessel::AENC_Register(L);
+  Tessel::ADEC_Register(L);
   Tessel::ACODEC_Register(L);
   Tessel::HDMI_Register(L);
   return 0;

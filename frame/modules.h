@@ -15,6 +15,8 @@ void VDEC_Register(lua_State* L);
 void RGN_Register(lua_State* L);
 void AI_Register(lua_State* L);
 void AO_Register(lua_State* L);
+void AENC_Register(lua_State* L);
+void ADEC_Register(lua_State* L);
 void ACODEC_Register(lua_State* L);
 void HDMI_Register(lua_State* L);
 }  // namespace Tessel

@@ -37,11 +37,12 @@ int build(lua_State* L) {
     luaL_pushresultsize(&b, total);
   }
 
-  lua_createtable(L, 0, 4);
+  lua_createtable(L, 0, v.kinds ? 4 : 2);
   lua_pushinteger(L, static_cast<lua_Integer>(firstPts));
   lua_setfield(L, -2, "pts");
   lua_pushinteger(L, v.seq);
   lua_setfield(L, -2, "seq");
+  if (!v.kinds) return 2;
   lua_createtable(L, static_cast<int>(v.count), 0);
   bool key = false;
   lua_Integer offset = 1;

@@ -1,9 +1,11 @@
-// Copying an encoded stream into Lua: the one way every encoder (video now,
-// audio later) hands its stream to a script, as `data, info`:
+// Copying an encoded stream into Lua: the one way every encoder (video and
+// audio) hands its stream to a script, as `data, info`:
 //   data  the payload of every pack, in order, as one string
 //   info  { pts = first pack's, seq = n, keyframe = bool,
 //           packs = { { type = name or number, offset = 1-based position in
 //                       data, length = n, pts = n, frameEnd = bool }, ... } }
+// A stream whose packs carry no kinds (an audio frame, one pack) has the
+// short info { pts = n, seq = n }.
 #pragma once
 
 #include <cstddef>
@@ -36,7 +38,7 @@ struct StreamView {
   const void* packs;
   std::uint32_t count;
   void (*pack)(const void* packs, std::uint32_t i, StreamPack* out);
-  PackKinds kinds;
+  PackKinds kinds;      // null: the short info, without keyframe and packs
   std::uint32_t seq;
 };
 

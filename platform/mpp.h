@@ -23,6 +23,8 @@
 #include <hi_comm_hdmi.h>
 #include <hi_comm_region.h>
 #include <hi_comm_aio.h>
+#include <hi_comm_aenc.h>
+#include <hi_comm_adec.h>
 
 #include <mpi_sys.h>
 #include <mpi_vb.h>
@@ -35,6 +37,8 @@
 #include <mpi_region.h>
 #include <mpi_ai.h>
 #include <mpi_ao.h>
+#include <mpi_aenc.h>
+#include <mpi_adec.h>
 
 #include <acodec.h>
 #include <tessel_dev.h>

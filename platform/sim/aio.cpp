@@ -13,6 +13,7 @@
 // platform's defaults.
 #include <string>
 
+#include "media/audio.h"
 #include "stored.h"
 
 namespace sim {
@@ -297,9 +298,18 @@ HI_S32 HI_MPI_AO_GetPubAttr(AUDIO_DEV dev, AIO_ATTR_S* attr) {
 
 HI_S32 HI_MPI_AO_ClrPubAttr(AUDIO_DEV dev) { return clrPubAttr(HI_ID_AO, dev); }
 HI_S32 HI_MPI_AO_Enable(AUDIO_DEV dev) { return enable(HI_ID_AO, dev); }
-HI_S32 HI_MPI_AO_Disable(AUDIO_DEV dev) { return disable(HI_ID_AO, dev); }
+// What the device played stops, and its recordings are finished.
+HI_S32 HI_MPI_AO_Disable(AUDIO_DEV dev) {
+  HI_S32 rc = disable(HI_ID_AO, dev);
+  if (rc == HI_SUCCESS) media::output_stopped(Key{HI_ID_AO, dev, -1});
+  return rc;
+}
 HI_S32 HI_MPI_AO_EnableChn(AUDIO_DEV dev, AO_CHN chn) { return enableChn(HI_ID_AO, dev, chn); }
-HI_S32 HI_MPI_AO_DisableChn(AUDIO_DEV dev, AO_CHN chn) { return disableChn(HI_ID_AO, dev, chn); }
+HI_S32 HI_MPI_AO_DisableChn(AUDIO_DEV dev, AO_CHN chn) {
+  HI_S32 rc = disableChn(HI_ID_AO, dev, chn);
+  if (rc == HI_SUCCESS) media::output_stopped(Key{HI_ID_AO, dev, chn});
+  return rc;
+}
 
 HI_S32 HI_MPI_AO_SetTrackMode(AUDIO_DEV dev, AUDIO_TRACK_MODE_E mode) { return setTrackMode(HI_ID_AO, dev, mode); }
 
@@ -325,7 +335,11 @@ HI_S32 HI_MPI_AO_EnableReSmp(AUDIO_DEV dev, AO_CHN chn, AUDIO_SAMPLE_RATE_E rate
 
 HI_S32 HI_MPI_AO_DisableReSmp(AUDIO_DEV dev, AO_CHN chn) { return disableReSmp(HI_ID_AO, dev, chn); }
 
-HI_S32 HI_MPI_AO_ClearChnBuf(AUDIO_DEV dev, AO_CHN chn) { return enabledChannel(HI_ID_AO, dev, chn).rc; }
+HI_S32 HI_MPI_AO_ClearChnBuf(AUDIO_DEV dev, AO_CHN chn) {
+  Found c = enabledChannel(HI_ID_AO, dev, chn);
+  if (c.o) media::output_cleared(Key{HI_ID_AO, dev, chn});
+  return c.rc;
+}
 
 HI_S32 HI_MPI_AO_GetFd(AUDIO_DEV dev, AO_CHN chn) { return getFd(HI_ID_AO, dev, chn); }
 

@@ -6,12 +6,7 @@ local support = require "tests.lua.support"
 
 local real = sim.codecs() == "ffmpeg" and os.execute("command -v ffprobe >/dev/null 2>&1")
 
-local function sh(cmd)
-  local p = assert(io.popen(cmd))
-  local out = p:read("a")
-  p:close()
-  return out
-end
+local sh = support.sh
 
 local function probe(path, entries, extra)
   local out = sh(string.format("ffprobe -v error %s -select_streams v:0 -show_entries %s -of default=nw=1 '%s'",

@@ -63,8 +63,9 @@ describe("the simulator refuses what the platform refuses", function()
     local chn = VENC.CreateChannel(4, channel_attr())
     assert.is_true(SYS.Bind(grp:GetChannel(0), chn))
     assert.is_true(SYS.UnBind(grp:GetChannel(0), chn))
-    -- modules the simulator does not track are taken on trust
-    assert.is_true(SYS.Bind({ "ADEC", 0, 0 }, { "AENC", 0, 0 }))
+    -- audio decoders must exist as well, with their own code
+    ok, msg = SYS.Bind({ "ADEC", 0, 0 }, { "AO", 0, 0 })
+    assert.matches("error=A0188005%]$", msg)
   end)
 
   it("refuses bit rates beyond the encoder's range", function()
@@ -197,7 +198,7 @@ describe("sim.dot", function()
   it("labels every node, nests channels in their group and shows their state", function()
     local grp = VPSS.CreateGroup(2, GROUP)
     local chn = VENC.CreateChannel(5, channel_attr())
-    keep = { grp, chn }
+    keep = { grp, chn, Tessel.ADEC.CreateChannel(3, { enType = "G711A", u32BufSize = 10 }) }
     assert.are.equal(0, grp:GetChannel(1):Enable())
     assert.are.equal(0, grp:Start())
     assert.are.equal(0, chn:Start())
@@ -210,8 +211,8 @@ describe("sim.dot", function()
     assert.matches('label="VPSS group 2"', cluster, 1, true)
     assert.matches("style=bold", cluster, 1, true)
     assert.matches('"7_2_1" [label="VPSS 2/1", style="bold,filled"', cluster, 1, true)
-    -- an audio decoder known only from its binding is named, and drawn as such
-    assert.matches('"24_0_3" [label="ADEC 0/3", style=dotted', dot, 1, true)
+    -- an audio decoder bound as a source is named, and drawn as created
+    assert.matches('"24_0_3" [label="ADEC 0/3", style=dashed', dot, 1, true)
     -- a stopped encoder differs from one never started
     assert.matches('"8_0_5" [label="VENC 0/5", style=filled, fillcolor=gray85]', dot, 1, true)
     assert.matches('"24_0_3" -> "7_2_0"', dot, 1, true)

@@ -9,6 +9,14 @@ local function slurp(path)
   return s
 end
 
+-- What a shell command writes to standard output.
+function M.sh(cmd)
+  local p = assert(io.popen(cmd))
+  local out = p:read("a")
+  p:close()
+  return out
+end
+
 -- Runs a Lua chunk in a fresh interpreter (same environment, so the built
 -- modules load) and returns what it wrote to standard output and standard
 -- error, and whether it exited successfully. TESSEL_LUA names the interpreter

@@ -2,7 +2,7 @@
 #
 # Installs the build under a prefix of its own, then moves the tree elsewhere
 # and loads the module, tessel.sim and tessel.errors from there with the
-# stock interpreter: the install follows the prefix, and the installed
+# stock interpreter (and tessel.rtsp beside them): the install follows the prefix, and the installed
 # modules find the simulator libraries wherever the tree is.
 file(REMOVE_RECURSE ${WORK_DIR})
 execute_process(COMMAND ${CMAKE_COMMAND} --install ${BUILD_DIR} --prefix ${WORK_DIR}/prefix
@@ -20,5 +20,13 @@ execute_process(
   RESULT_VARIABLE rc OUTPUT_VARIABLE out ERROR_VARIABLE err)
 if(NOT rc EQUAL 0 OR NOT out STREQUAL "HI_MPI_SYS_Init\tHI_ERR_SYS_NOTREADY\n")
   message(FATAL_ERROR "the moved install does not load:\n${out}${err}")
+endif()
+# The modules written in Lua, found on the path beside the C module.
+execute_process(
+  COMMAND ${CMAKE_COMMAND} -E env "LUA_PATH=${WORK_DIR}/moved/lib/lua/5.3/?.lua;;" ${LUA} -e
+          "print(type(require('tessel.rtsp').server))"
+  RESULT_VARIABLE rc OUTPUT_VARIABLE out ERROR_VARIABLE err)
+if(NOT rc EQUAL 0 OR NOT out STREQUAL "function\n")
+  message(FATAL_ERROR "tessel.rtsp is not installed beside the module:\n${out}${err}")
 endif()
 message("installed, moved and loaded")

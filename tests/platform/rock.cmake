@@ -2,7 +2,7 @@
 #
 # Builds and installs the rock of the working tree with `luarocks make` into
 # a tree of its own, then loads tessel, tessel.sim and tessel.errors from
-# that tree with the stock interpreter.
+# that tree with the stock interpreter, and tessel.rtsp from its Lua tree.
 file(REMOVE_RECURSE ${WORK_DIR})
 execute_process(COMMAND ${LUAROCKS} --lua-version=5.3 make --tree ${WORK_DIR}/tree ${SOURCE_DIR}/tessel-scm-1.rockspec
                 WORKING_DIRECTORY ${SOURCE_DIR} RESULT_VARIABLE rc OUTPUT_VARIABLE out ERROR_VARIABLE out)
@@ -16,5 +16,12 @@ execute_process(
   RESULT_VARIABLE rc OUTPUT_VARIABLE out ERROR_VARIABLE err)
 if(NOT rc EQUAL 0 OR NOT out STREQUAL "HI_MPI_SYS_Init\tHI_ERR_SYS_NOTREADY\n")
   message(FATAL_ERROR "the rock's tree does not load:\n${out}${err}")
+endif()
+execute_process(
+  COMMAND ${CMAKE_COMMAND} -E env "LUA_PATH=${WORK_DIR}/tree/share/lua/5.3/?.lua;;" ${LUA} -e
+          "print(type(require('tessel.rtsp').server))"
+  RESULT_VARIABLE rc OUTPUT_VARIABLE out ERROR_VARIABLE err)
+if(NOT rc EQUAL 0 OR NOT out STREQUAL "function\n")
+  message(FATAL_ERROR "the rock's tree lacks tessel.rtsp:\n${out}${err}")
 endif()
 message("rock built, installed and loaded")

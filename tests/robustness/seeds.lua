@@ -109,6 +109,9 @@ return {
   },
 
   tables = {
+    -- audio encoder and decoder channels: G.711 and G.726 frames of the audio devices' size
+    { enType = "G711A", u32PtNumPerFrm = 320, u32BufSize = 30 },
+    { enType = "G726", u32BufSize = 30, enMode = "STREAM", pValue = { enG726bps = "MEDIA_G726_32K" } },
     -- processing group
     { u32MaxW = 1920, u32MaxH = 1080, enPixFmt = "YUV_SEMIPLANAR_420", bNrEn = true, enDieMode = "NODIE" },
     -- encoder channels: H.264 CBR and MJPEG CBR (small: the seeds have them encode)

@@ -71,8 +71,8 @@ TEST_F(SimTest, RefusalsSayWhyAndRequestedFailuresAreMarked) {
 
 TEST_F(SimTest, ModulesWithoutBehaviourAnswerNotSupported) {
     EXPECT_EQ(HI_MPI_VDA_DestroyChn(0), sim::err(HI_ID_VDA, sim::NOT_SUPPORT));
-    EXPECT_EQ(HI_MPI_AENC_DestroyChn(0), sim::err(HI_ID_AENC, sim::NOT_SUPPORT));
-    EXPECT_EQ(HI_MPI_ADEC_DestroyChn(0), sim::err(HI_ID_ADEC, sim::NOT_SUPPORT));
+    EXPECT_EQ(HI_MPI_AENC_RegeisterEncoder(nullptr, nullptr), sim::err(HI_ID_AENC, sim::NOT_SUPPORT));
+    EXPECT_EQ(HI_MPI_ADEC_RegeisterDecoder(nullptr, nullptr), sim::err(HI_ID_ADEC, sim::NOT_SUPPORT));
 }
 
 using SimJournal = SimTest;

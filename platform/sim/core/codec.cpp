@@ -171,6 +171,9 @@ int request(unsigned long req, void* arg, std::string* why) {
             return -1;
         }
         codec().regs[nr] = r;
+        // soft muting and unmuting undo each other: the latest one stands
+        if (nr == 0x18) codec().regs.erase(0x19);
+        if (nr == 0x19) codec().regs.erase(0x18);
     }
     return 0;
 }
@@ -181,6 +184,15 @@ bool is_codec(int fd) {
 }
 
 }  // namespace
+
+bool codec_register(unsigned nr, int* gain, int* mute) {
+    std::lock_guard<std::mutex> g(codec_lock());
+    auto it = codec().regs.find(nr);
+    if (it == codec().regs.end()) return false;
+    if (gain) *gain = it->second.gain;
+    if (mute) *mute = it->second.mute;
+    return true;
+}
 
 void codec_reset() {
     std::lock_guard<std::mutex> g(codec_lock());

@@ -11,5 +11,8 @@ const char* union_choice(const Type& owner, const void* data);  // member name o
 
 void clear_faults();
 void codec_reset();
+// The codec register a set request (by its number) last wrote; false when
+// none has since the last reset.
+bool codec_register(unsigned nr, int* gain, int* mute);
 
 }  // namespace sim

@@ -19,6 +19,7 @@ extern "C" {
 #endif
 
 #include "display.h"
+#include "media/audio.h"
 #include "media/media.h"
 #include "sim/sim.h"
 
@@ -296,25 +297,54 @@ bool target_of(lua_State* L, int idx, sim::Key* k) {
     return true;
 }
 
-// sim.source(target, path | nil) -> true, or nil and why: the target
-// (a capture channel) plays the file instead of its own picture.
+// Runs fn under the simulator's lock; copies the reason of a refusal into
+// buf (a Lua error must not cross the std::string).
+template <class Fn>
+bool under_lock(Fn fn, char* buf, size_t cap) {
+    std::string why;
+    sim::enter();
+    const bool ok = fn(&why);
+    sim::leave();
+    const size_t n = why.size() < cap - 1 ? why.size() : cap - 1;
+    std::memcpy(buf, why.data(), n);
+    buf[n] = 0;
+    return ok;
+}
+
+// sim.source(target, what): what an input captures instead of its own
+// picture or sound. target is a channel object or {module, device,
+// channel}. A capture channel takes a video file (nil: its test pattern
+// again); an audio input ({"AI", dev, chn}) takes an audio file, or
+// {frequency = hertz, level = dBFS} for a tone (nil: the default 1 kHz at
+// -12 dBFS). Raises when the target takes no source or the file is unusable.
 int l_source(lua_State* L) {
     sim::Key k{0, 0, 0};
     luaL_argcheck(L, target_of(L, 1, &k), 1, "a channel object or {module, device, channel}");
-    const char* path = luaL_optstring(L, 2, nullptr);
     char why[512];
-    sim::enter();
-    std::string error;
-    const bool ok = sim::media::set_file_source(sim::address(k), path, &error);
-    std::snprintf(why, sizeof why, "%s", error.c_str());
-    sim::leave();
-    if (ok) {
-        lua_pushboolean(L, 1);
-        return 1;
+    bool ok;
+    if (k.mod == HI_ID_AI && !lua_isstring(L, 2)) {
+        double f = 1000, level = -12;
+        if (lua_istable(L, 2)) {
+            lua_getfield(L, 2, "frequency");
+            lua_getfield(L, 2, "level");
+            f = luaL_optnumber(L, -2, 1000);
+            level = luaL_optnumber(L, -1, -12);
+            lua_pop(L, 2);
+        } else {
+            luaL_argcheck(L, lua_isnoneornil(L, 2), 2, "a path, a tone table or nil");
+        }
+        ok = under_lock([&](std::string* w) { return sim::media::set_tone(k, f, level, w); }, why, sizeof why);
+    } else {
+        const char* path = luaL_optstring(L, 2, nullptr);
+        ok = under_lock(
+            [&](std::string* w) {
+                return k.mod == HI_ID_AI ? sim::media::set_audio_file(k, path, w)
+                                         : sim::media::set_file_source(sim::address(k), path, w);
+            },
+            why, sizeof why);
     }
-    lua_pushnil(L);
-    lua_pushstring(L, why);
-    return 2;
+    if (!ok) return luaL_error(L, "sim.source: %s", why);
+    return 0;
 }
 
 // sim.codecs() -> "ffmpeg" when real codecs are built in, else "stand-in".
@@ -429,12 +459,25 @@ int l_screenshot(lua_State* L) {
     return 2;
 }
 
+// sim.record(target, path | nil): writes what {"AO", dev, chn} plays into a
+// WAV file; nil finishes it.
+int l_record(lua_State* L) {
+    sim::Key k{0, 0, 0};
+    luaL_argcheck(L, target_of(L, 1, &k), 1, "a channel object or {module, device, channel}");
+    if (k.mod != HI_ID_AO) return luaL_error(L, "sim.record: only audio outputs ({\"AO\", dev, chn}) record");
+    const char* path = luaL_optstring(L, 2, "");
+    char why[256];
+    if (!under_lock([&](std::string* w) { return sim::media::set_recording(k, path, w); }, why, sizeof why))
+        return luaL_error(L, "sim.record: %s", why);
+    return 0;
+}
+
 const luaL_Reg kFunctions[] = {
     {"reset", l_reset}, {"calls", l_calls}, {"clear", l_clear},
     {"fail", l_fail},   {"dot", l_dot},     {"journal", l_journal},
     {"check", l_check}, {"strict", l_strict}, {"clock", l_clock},
     {"now", l_now},     {"codecs", l_codecs}, {"source", l_source}, {"screenshot", l_screenshot},
-    {nullptr, nullptr},
+    {"record", l_record}, {nullptr, nullptr},
 };
 
 }  // namespace
