@@ -190,11 +190,10 @@ void topUp(Key k, Output& out, const AIO_ATTR_S& a) {
 }
 
 void advance(std::int64_t until) {
-  for (auto& entry : g_outputs) {
-    const Key k = entry.first;
-    Output& out = entry.second;
+  for (const Key& k : objects(kMod)) {
     AIO_ATTR_S a{};
-    if (!enabled(k, &a)) continue;
+    if (k.dev < 0 || k.chn < 0 || !enabled(k, &a)) continue;
+    Output& out = g_outputs[k];
     topUp(k, out, a);
     while (out.playing && tickOf(out, a, out.ticks) <= until) {
       const std::int64_t at = tickOf(out, a, out.ticks++);
@@ -210,12 +209,13 @@ void advance(std::int64_t until) {
 
 std::int64_t next() {
   std::int64_t due = INT64_MAX;
-  for (auto& entry : g_outputs) {
+  for (const Key& k : objects(kMod)) {
     AIO_ATTR_S a{};
-    if (!enabled(entry.first, &a)) continue;
+    if (k.dev < 0 || k.chn < 0 || !enabled(k, &a)) continue;
+    auto it = g_outputs.find(k);
     Key src{0, 0, 0};
-    if (entry.second.playing) due = std::min(due, tickOf(entry.second, a, entry.second.ticks));
-    else if (source_of(entry.first, &src) && media::sound_ready(src)) due = std::min(due, media::now());
+    if (it != g_outputs.end() && it->second.playing) due = std::min(due, tickOf(it->second, a, it->second.ticks));
+    else if (source_of(k, &src) && media::sound_ready(src)) due = std::min(due, media::now());
   }
   return due;
 }

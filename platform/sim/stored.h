@@ -138,7 +138,7 @@ inline HI_S32 destroyChannel(int mod, Found f, Key k) {
   if (f.o->started) return refuse_destroy(label(k), err(mod, NOT_PERM), "still receiving: stop it first");
   Key src;
   if (source_of(k, &src) || !destinations(k).empty())
-    return refuse_destroy(label(k), err(mod, BUSY), "still bound: unbind it first");
+    return refuse_destroy(label(k), code_of(mod, BUSY, {NOT_PERM}), "still bound: unbind it first");
   destroy(k);
   return HI_SUCCESS;
 }

@@ -153,6 +153,16 @@ describe("AENC and ADEC", function()
     assert(Tessel.SYS.UnBind(p.ai, aenc))
   end)
 
+  it("play decoded frames through a bound output as it makes room", function()
+    local ao1 = p.aod:GetChannel(1)
+    assert.are.equal(0, ao1:Enable())
+    assert(Tessel.SYS.Bind(adec, ao1))
+    local frame = "\0\1\160\0" .. string.rep("\255", 320)
+    for _ = 1, 20 do assert.is_true(adec:SendStream(frame, true)) end  -- five times its buffer
+    assert.is_true(sim.now() > 0.2)  -- 14 frames wait in the two buffers; the rest waited for room
+    assert(Tessel.SYS.UnBind(adec, ao1))
+  end)
+
   it("give the stream back once when building the result raises", function()
     assert.is_true(aenc:SendFrame(p.ai:GetFrame()))
     local getStream, armed = aenc.GetStream, false
