@@ -1,10 +1,9 @@
 // What decoder channels do with the streams scripts send them. A channel
 // that receives keeps the bytes in its stream buffer (u32BufSize) and
 // decodes them while it has a free picture buffer (its VB count, pictures
-// waiting and lent included): with FFmpeg in the host build, or else a grey
-// picture of the channel's size for every picture the stream holds. The
-// bytes may come cut anywhere; pictures carry the time stamp of the send
-// that completed them.
+// waiting and lent included), with the media core's decoder of its payload
+// (FFmpeg, or the stand-in's grey pictures). The bytes may come cut
+// anywhere; pictures carry the time stamp of the send that completed them.
 //
 // Decoded pictures go along the channel's bindings: in preview mode at once
 // (a destination that does not take them loses them); in playback mode one
@@ -43,79 +42,6 @@ const char* payloadName(PAYLOAD_TYPE_E type) {
 }
 
 bool jpegLike(PAYLOAD_TYPE_E type) { return type == PT_JPEG || type == PT_MJPEG; }
-
-// ---- the stand-in decoder ---------------------------------------------------
-
-// Without a real decoder: finds where each picture of the stream begins (an
-// H.264 or H.265 slice that starts a picture) or ends (a JPEG end-of-image),
-// across any cuts, and makes a grey picture of the channel's size for each.
-class StandIn : public media::Decoder {
-public:
-  StandIn(PAYLOAD_TYPE_E type, std::uint32_t width, std::uint32_t height)
-      : type_(type), width_(width), height_(height) {}
-
-  bool feed(const std::uint8_t* bytes, std::size_t size, std::uint64_t pts,
-            std::vector<media::PicturePtr>* out) override {
-    for (std::size_t i = 0; i < size; ++i) step(bytes[i], pts, out);
-    last_ = pts;
-    return true;
-  }
-
-  void flush(std::vector<media::PicturePtr>* out) override {
-    if (open_) emit(last_, out);
-    open_ = false;
-  }
-
-private:
-  void step(std::uint8_t b, std::uint64_t pts, std::vector<media::PicturePtr>* out) {
-    if (jpegLike(type_)) {
-      if (prev_ == 0xFF && b == 0xD9) emit(pts, out);
-      prev_ = b;
-      return;
-    }
-    if (at_ >= 0) unit(b, pts, out);
-    if (zeros_ >= 2 && b == 1) {
-      at_ = 0;  // a start code: the unit's header follows
-    }
-    zeros_ = b == 0 ? zeros_ + 1 : 0;
-  }
-
-  // The bytes after a start code: the unit's type, then whether a slice
-  // begins a picture (first_mb_in_slice 0, first_slice_segment_in_pic_flag).
-  void unit(std::uint8_t b, std::uint64_t pts, std::vector<media::PicturePtr>* out) {
-    const bool h265 = type_ == PT_H265;
-    if (at_ == 0) {
-      unit_ = h265 ? (b >> 1) & 0x3F : b & 0x1F;
-      const bool slice = h265 ? unit_ <= 31 : unit_ == 1 || unit_ == 5;
-      if (!slice) at_ = -1;
-    } else if (at_ == (h265 ? 2 : 1)) {
-      if (b & 0x80) {
-        if (open_) emit(pts, out);
-        open_ = true;
-      }
-      at_ = -1;
-      return;
-    }
-    if (at_ >= 0) ++at_;
-  }
-
-  void emit(std::uint64_t pts, std::vector<media::PicturePtr>* out) {
-    auto pic = media::Picture::make(width_, height_, PIXEL_FORMAT_YUV_SEMIPLANAR_420);
-    if (!pic) return;
-    std::memset(pic->plane(0), 128, pic->offset[1]);
-    pic->pts = pts;
-    pic->seq = seq_++;
-    out->push_back(pic);
-  }
-
-  PAYLOAD_TYPE_E type_;
-  std::uint32_t width_, height_;
-  std::uint64_t last_ = 0;
-  std::uint32_t seq_ = 0, zeros_ = 0;
-  int at_ = -1, unit_ = 0;
-  std::uint8_t prev_ = 0;
-  bool open_ = false;
-};
 
 // ---- what a stream is ---------------------------------------------------------
 
@@ -241,9 +167,10 @@ void judgePayload(VDEC_CHN chn, Decoding& d, PAYLOAD_TYPE_E own, const Chunk& c)
 
 void decode(VDEC_CHN chn, Decoding& d, const VDEC_CHN_ATTR_S& attr, const Chunk& c) {
   judgePayload(chn, d, attr.enType, c);
-  if (!d.decoder) {
-    d.decoder = media::make_decoder(attr.enType);
-    if (!d.decoder) d.decoder.reset(new StandIn(attr.enType, attr.u32PicWidth, attr.u32PicHeight));
+  if (!d.decoder) d.decoder = media::make_decoder(attr.enType);
+  if (!d.decoder) {  // the codec could not be opened: nothing comes of the bytes
+    ++d.formatErrors;
+    return;
   }
   std::vector<media::PicturePtr> pictures;
   if (!c.bytes.empty() && !d.decoder->feed(c.bytes.data(), c.bytes.size(), c.pts, &pictures)) {

@@ -91,7 +91,14 @@ void blit(const media::Picture& src, const Area& crop, media::Picture& dst, Area
     const long long sy = (crop.y + (r * dstPer - to.y) * crop.h / to.h) / srcPer;
     const std::uint16_t* s = reinterpret_cast<const std::uint16_t*>(src.plane(1) + sy * src.stride[1]);
     std::uint16_t* d = reinterpret_cast<std::uint16_t*>(dst.plane(1) + r * dst.stride[1] + x0);
-    for (std::size_t i = 0; i < n / 2; ++i) d[i] = s[xs[2 * i] / 2];
+    if (copy) {
+      std::memcpy(d, s + xs[0] / 2, n);
+    } else if (half) {
+      const std::uint16_t* s0 = s + xs[0] / 2;
+      for (std::size_t i = 0; i < n / 2; ++i) d[i] = s0[2 * i];
+    } else {
+      for (std::size_t i = 0; i < n / 2; ++i) d[i] = s[xs[2 * i] / 2];
+    }
   }
 }
 
@@ -119,10 +126,16 @@ Area cropOf(const Object& o, const media::Picture& pic) {
   return a.w > 0 && a.h > 0 ? a : whole;
 }
 
-// Draws layer l's enabled, shown channels in priority order (equal
-// priorities by channel number, higher on top), the layer's picture mapped
-// onto the area `onto` of out.
-void drawLayer(VO_LAYER l, const VO_VIDEO_LAYER_ATTR_S& la, media::Picture& out, const Area& onto) {
+// One picture to draw: the part of it shown, and where.
+struct Draw {
+  media::PicturePtr pic;
+  Area crop, to;
+};
+
+// The pictures of layer l's enabled, shown channels in priority order
+// (equal priorities by channel number, higher on top), the layer's picture
+// mapped onto the area `onto` of the output.
+void planLayer(VO_LAYER l, const VO_VIDEO_LAYER_ATTR_S& la, const Area& onto, std::vector<Draw>* plan) {
   std::vector<std::tuple<HI_U32, int, Key>> order;
   for (const Key& k : objects(kMod)) {
     if (k.dev != l || k.chn < 0) continue;
@@ -141,12 +154,45 @@ void drawLayer(VO_LAYER l, const VO_VIDEO_LAYER_ATTR_S& la, media::Picture& out,
     o->get("ChnAttr", &a);
     POINT_S pos{a.stRect.s32X, a.stRect.s32Y};
     o->get("DispPos", &pos);
-    const media::Picture& pic = *g_shown[k];
+    const media::PicturePtr& pic = g_shown[k];
     const Area to{onto.x + pos.s32X * onto.w / iw, onto.y + pos.s32Y * onto.h / ih, a.stRect.u32Width * onto.w / iw,
                   a.stRect.u32Height * onto.h / ih};
-    blit(pic, cropOf(*o, pic), out, to);
+    plan->push_back(Draw{pic, cropOf(*o, *pic), to});
   }
 }
+
+// Whether the pictures cover the whole output without overlapping: then no
+// background shows.
+bool covers(const std::vector<Draw>& plan, const media::Picture& out) {
+  long long area = 0;
+  for (std::size_t i = 0; i < plan.size(); ++i) {
+    const Area& a = plan[i].to;
+    if (a.x < 0 || a.y < 0 || a.x + a.w > out.width || a.y + a.h > out.height || (a.x | a.y | a.w | a.h) & 1)
+      return false;
+    for (std::size_t j = 0; j < i; ++j) {
+      const Area& b = plan[j].to;
+      if (a.x < b.x + b.w && b.x < a.x + a.w && a.y < b.y + b.h && b.y < a.y + a.h) return false;
+    }
+    area += a.w * a.h;
+  }
+  return area == static_cast<long long>(out.width) * out.height;
+}
+
+// The background, then the pictures in order.
+void draw(const std::vector<Draw>& plan, HI_U32 background, media::Picture& out) {
+  if (!covers(plan, out)) fill(out, background);
+  for (const Draw& d : plan) blit(*d.pic, d.crop, out, d.to);
+}
+
+// A picture to compose into: the last one made, when nobody holds it any
+// more and it has the size and format, else a new one.
+media::MutablePicture canvas(std::uint32_t width, std::uint32_t height, PIXEL_FORMAT_E format) {
+  static media::MutablePicture spare;
+  if (!spare || spare.use_count() != 1 || spare->width != width || spare->height != height || spare->format != format)
+    spare = media::Picture::make(width, height, format);
+  return spare;
+}
+const bool g_spare = (on_reset([] { canvas(0, 0, PIXEL_FORMAT_YUV_SEMIPLANAR_420); }), true);
 
 HI_U32 backgroundOf(int dev) {
   const Object* d = dev < 0 ? nullptr : find(devKey(dev));
@@ -165,12 +211,11 @@ media::MutablePicture composeDevice(int dev, std::uint32_t width, std::uint32_t 
     return nullptr;
   }
   const display::Screen screen = display::screen_of(pub);
-  auto out = media::Picture::make(width ? width : screen.width, height ? height : screen.height, format);
+  auto out = canvas(width ? width : screen.width, height ? height : screen.height, format);
   if (!out || !screen.width || !screen.height) {
     *why = "VO device " + std::to_string(dev) + " has no picture to show";
     return nullptr;
   }
-  fill(*out, pub.u32BgColor);
   std::vector<std::tuple<HI_U32, int>> layers;
   for (VO_LAYER l = 0; l < VO_MAX_LAYER_NUM; ++l) {
     const Object* o = find(layerKey(l));
@@ -181,14 +226,16 @@ media::MutablePicture composeDevice(int dev, std::uint32_t width, std::uint32_t 
   }
   std::sort(layers.begin(), layers.end());
   const long long sw = screen.width, sh = screen.height;
+  std::vector<Draw> plan;
   for (const auto& entry : layers) {
     VO_VIDEO_LAYER_ATTR_S la;
     if (!find(layerKey(std::get<1>(entry)))->get("LayerAttr", &la)) continue;
     const RECT_S& r = la.stDispRect;
     const Area onto{r.s32X * out->width / sw, r.s32Y * out->height / sh, r.u32Width * out->width / sw,
                     r.u32Height * out->height / sh};
-    drawLayer(std::get<1>(entry), la, *out, onto);
+    planLayer(std::get<1>(entry), la, onto, &plan);
   }
+  draw(plan, pub.u32BgColor, *out);
   return out;
 }
 
@@ -198,11 +245,11 @@ media::MutablePicture composeLayer(VO_LAYER l, std::uint32_t width, std::uint32_
   const Object* o = find(layerKey(l));
   VO_VIDEO_LAYER_ATTR_S la;
   if (!o || !o->enabled || !o->get("LayerAttr", &la)) return nullptr;
-  auto out = media::Picture::make(width ? width : la.stImageSize.u32Width,
-                                  height ? height : la.stImageSize.u32Height, format);
+  auto out = canvas(width ? width : la.stImageSize.u32Width, height ? height : la.stImageSize.u32Height, format);
   if (!out) return nullptr;
-  fill(*out, backgroundOf(display::device_of(l)));
-  drawLayer(l, la, *out, Area{0, 0, out->width, out->height});
+  std::vector<Draw> plan;
+  planLayer(l, la, Area{0, 0, out->width, out->height}, &plan);
+  draw(plan, backgroundOf(display::device_of(l)), *out);
   return out;
 }
 

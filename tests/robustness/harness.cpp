@@ -2,8 +2,6 @@
 // round context (objects and prebuilt hostile values).
 #include "harness.h"
 
-#include "media/media.h"
-
 #include <algorithm>
 #include <cinttypes>
 #include <cmath>
@@ -283,10 +281,6 @@ int Model::classIndex(const std::string& name) const {
 Harness::Harness(std::uint64_t s, bool v) : seed(s), verbose(v) {
   // The harness reads every journal entry between its own clears.
   sim::journal_set_limit(static_cast<size_t>(-1));
-  // Waits move simulated time at once: a wait for what never comes (a
-  // stream from an encoder nobody feeds, for two billion milliseconds) ends
-  // when its time is up, without sleeping it out.
-  sim::media::set_clock(sim::media::Clock::Virtual);
   std::signal(SIGSEGV, onSignal);
   std::signal(SIGBUS, onSignal);
   std::signal(SIGFPE, onSignal);

@@ -25,6 +25,13 @@ local LAYER = { stDispRect = { s32X = 0, s32Y = 0, u32Width = 1920, u32Height = 
                 enPixFormat = "YUV_SEMIPLANAR_420", bDoubleFrame = false, bClusterMode = false }
 local WINDOW = { u32Priority = 0, stRect = { s32X = 0, s32Y = 0, u32Width = 960, u32Height = 540 }, bDeflicker = false }
 
+-- Two black 16x16 pictures of H.264 (x264, Annex B, without its SEI).
+local TINY_H264 =
+  "\0\0\0\1\103\100\16\10\172\187\216\8\128\0\0\3\0\128\0\0\30\2\0\0\0\1\104\238\15\44\139\0" ..
+  "\0\1\101\136\132\4\191\254\247\173\223\129\77\195\43\61\0\0\0\1\103\100\16\10\172\187\216" ..
+  "\8\128\0\0\3\0\128\0\0\30\2\0\0\0\1\104\238\15\44\139\0\0\1\101\136\130\1\15\254\247\129" ..
+  "\191\50\203\100\63\184"
+
 -- Capture devices stay enabled while their objects live.
 local devices = {}
 
@@ -89,11 +96,11 @@ return {
       captured(320, 240, function(frame) chn:SendFrame(frame, 0) end)
       chn:Stop()
     end,
-    -- decoders are given a stream of three pictures' shape (slices that start pictures,
-    -- then its end) and stopped again, so that GetImage lends and the frames go back
+    -- decoders are given two pictures of 16x16 H.264 and stopped again, so that GetImage
+    -- lends and the frames go back
     VDECChannel = function(chn)
       chn:Start()
-      chn:SendStream("\0\0\0\1\101\136\0\0\0\1\101\136\0\0\0\1\101\136", { pts = 40000, endOfFrame = true })
+      chn:SendStream(TINY_H264, { pts = 40000, endOfFrame = true })
       chn:SendStream("", { endOfStream = true })
       chn:Stop()
     end,

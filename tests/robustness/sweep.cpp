@@ -88,7 +88,6 @@ const Recorded kRecorded[] = {
     {"Pool:Destroy", "HI_MPI_VB_DestroyPool", "none", "returns nothing; a refused destroy is not reported"},
     {"VENCChannel:GetColor2Grey", "HI_MPI_VENC_GetColor2Grey", "false", "a boolean getter answers false"},
     {"VPSSChannel:SetRotate", "HI_MPI_VPSS_SetChnOverlay", "number 321", "the module's fixed failure value"},
-    {"VideoFrame:GetData", "HI_MPI_SYS_Mmap", "nil,msg", "a mapping that fails has no code to report"},
     {"VODevice:GetFrameRate", "HI_MPI_VO_GetDevFrameRate", "number 2701033538", kUnsignedCode},
     {"VODevice:GetVtth", "HI_MPI_VO_GetVtth", "number 2701033538", kUnsignedCode},
     {"VOLayer:GetPriority", "HI_MPI_VO_GetVideoLayerPriority", "number 2701033538", kUnsignedCode},

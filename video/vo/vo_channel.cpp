@@ -9,7 +9,9 @@
 namespace Tessel {
 namespace {
 
-HI_S32 releaseShown(int layer, int chn, VIDEO_FRAME_INFO_S* frame) { return HI_MPI_VO_ReleaseChnFrame(layer, chn, frame); }
+HI_S32 releaseShown(int layer, int chn, VIDEO_FRAME_INFO_S* frame) {
+  return HI_MPI_VO_ReleaseChnFrame(layer, chn, frame);
+}
 
 }  // namespace
 

@@ -365,8 +365,10 @@ std::vector<unsigned char> rgb_of(const sim::media::Picture& p) {
         unsigned char* out = &rgb[static_cast<size_t>(y) * p.width * 3];
         for (unsigned x = 0; x < p.width; ++x) {
             const int c = 298 * (luma[x] - 16), v = chroma[x & ~1u] - 128, u = chroma[(x & ~1u) + 1] - 128;
-            const int rgb3[3] = {(c + 409 * v + 128) >> 8, (c - 100 * u - 208 * v + 128) >> 8, (c + 516 * u + 128) >> 8};
-            for (int i = 0; i < 3; ++i) out[3 * x + i] = static_cast<unsigned char>(rgb3[i] < 0 ? 0 : rgb3[i] > 255 ? 255 : rgb3[i]);
+            const int rgb3[3] = {(c + 409 * v + 128) >> 8, (c - 100 * u - 208 * v + 128) >> 8,
+                                 (c + 516 * u + 128) >> 8};
+            for (int i = 0; i < 3; ++i)
+                out[3 * x + i] = static_cast<unsigned char>(rgb3[i] < 0 ? 0 : rgb3[i] > 255 ? 255 : rgb3[i]);
         }
     }
     return rgb;
