@@ -58,7 +58,7 @@ demo: deps-demo
 	@cmake -S . -B $(BUILD) -DCMAKE_BUILD_TYPE=RelWithDebInfo >$(BUILD)/configure.log 2>&1 || { cat $(BUILD)/configure.log; exit 1; }
 	@echo "Building tessel (output in $(BUILD)/build.log)"
 	@cmake --build $(BUILD) -j $(JOBS) --target tessel tessel_sim >$(BUILD)/build.log 2>&1 || { cat $(BUILD)/build.log; exit 1; }
-	@LUA_CPATH='$(BUILD)/lua/?.so;;' $(LUA) examples/demo.lua
+	@LUA_CPATH='$(BUILD)/lua/?.so;;' $(LUA) examples/demo.lua $(BUILD)/demo
 
 # The reference: HTML pages and the annotation file for language servers
 # (build/doc/meta/tessel.lua).
