@@ -48,6 +48,47 @@ local function luaType(t)
   return table.concat(parts, "|")
 end
 
+-- The type of a sub-table key that the description spells out: its parts
+-- marked `key.sub` (each typed by the structures named in its text, or by
+-- the names and numbers it takes), or the structures named when there are
+-- no parts. Nil when the text says neither.
+local function nestedType(key, text)
+  local function structures(seg)
+    local names, seen = {}, {}
+    for name in seg:gmatch("`([A-Z][A-Z0-9_]*_S)`") do
+      if not seen[name] then names[#names + 1], seen[name] = name, true end
+    end
+    return names
+  end
+  local marks = {}
+  for at, sub, after in text:gmatch("()`" .. key .. "%.([%w_]+)`()") do
+    if not marks[sub] then
+      marks[#marks + 1] = { at = at, sub = sub, after = after }
+      marks[sub] = true
+    end
+  end
+  if #marks == 0 then
+    local names = structures(text)
+    return #names > 0 and table.concat(names, "|") or nil
+  end
+  local parts = {}
+  for i, m in ipairs(marks) do
+    local seg = text:sub(m.after, (marks[i + 1] and marks[i + 1].at or #text + 1) - 1)
+    local names = structures(seg)
+    local t
+    if #names > 0 then
+      t = table.concat(names, "|")
+    else
+      local kinds = {}
+      if seg:find('"', 1, true) then kinds[#kinds + 1] = "string" end
+      if seg:find("number") then kinds[#kinds + 1] = "integer" end
+      t = #kinds > 0 and table.concat(kinds, "|") or "any"
+    end
+    parts[#parts + 1] = m.sub .. ": " .. t
+  end
+  return "{" .. table.concat(parts, ", ") .. "}"
+end
+
 local function comment(text, out)
   for line in ((text or ""):gsub("%s+$", "")):gmatch("[^\n]+") do
     out[#out + 1] = "---" .. line:gsub("^%s+", "")
@@ -149,8 +190,10 @@ function M.meta(modules)
     local mods = t.modifiers and t.modifiers.param or {}
     for _, key in ipairs(t.params or {}) do
       local m = mods[key] or {}
-      out[#out + 1] = "---@field " .. key .. (m.opt and "?" or "") .. " " .. luaType(m.type) .. " " ..
-                      ((t.params.map and t.params.map[key] or ""):gsub("%s+", " "))
+      local text = t.params.map and t.params.map[key] or ""
+      local ty = luaType(m.type)
+      if ty == "table" then ty = nestedType(key, text) or ty end
+      out[#out + 1] = "---@field " .. key .. (m.opt and "?" or "") .. " " .. ty .. " " .. (text:gsub("%s+", " "))
     end
     out[#out + 1] = ""
   end
