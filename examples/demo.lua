@@ -238,7 +238,8 @@ function demo.run(dir)
   end
   if demo.findings then
     print(string.format("Findings: %d", #demo.findings))
-    for _, f in ipairs(demo.findings) do print("  " .. f) end
+    for i = 1, math.min(#demo.findings, 10) do print("  " .. demo.findings[i]) end
+    if #demo.findings > 10 then print(string.format("  ... %d more in the journal", #demo.findings - 10)) end
   end
   print("Journal: " .. journal)
   return not failed
