@@ -58,11 +58,14 @@ demo: deps-demo
 	@cmake -S . -B $(BUILD) -DCMAKE_BUILD_TYPE=RelWithDebInfo >$(BUILD)/configure.log 2>&1 || { cat $(BUILD)/configure.log; exit 1; }
 	@echo "Building tessel (output in $(BUILD)/build.log)"
 	@cmake --build $(BUILD) -j $(JOBS) --target tessel tessel_sim >$(BUILD)/build.log 2>&1 || { cat $(BUILD)/build.log; exit 1; }
-	@LUA_CPATH='$(BUILD)/lua/?.so;;' $(LUA) examples/demo.lua
+	@LUA_CPATH='$(BUILD)/lua/?.so;;' $(LUA) examples/demo.lua $(BUILD)/demo
 
-# The reference: HTML pages and the annotation file for language servers
-# (build/doc/meta/tessel.lua).
-doc: build
+# The reference: HTML pages and the annotation files for language servers
+# (build/doc/meta/tessel*.lua). It needs only the modules (the completeness
+# check loads them), not the tests and tools of a whole build.
+doc: deps
+	cmake -S . -B $(BUILD) -DCMAKE_BUILD_TYPE=RelWithDebInfo >/dev/null
+	cmake --build $(BUILD) -j $(JOBS) --target tessel tessel_sim
 	cmake --build $(BUILD) --target doc
 
 # Every test of the host build, then the Lua tests again under ASan and UBSan,

@@ -1,5 +1,6 @@
 -- The reference is complete: every class, static function, method and
--- property registered under Tessel (and by tessel.osd) has an entry, and every entry names
+-- property registered under Tessel (and every function of tessel.osd,
+-- tessel.errors and, where built, tessel.sim) has an entry, and every entry names
 -- something registered. Run from the project's root with the built module on
 -- the C path: lua5.3 docs/check-reference.lua [ldoc command]
 require "tessel"
@@ -44,6 +45,19 @@ else
   for name in pairs(documented) do
     if name == "class osd" or name == "class Font" or name:match("^osd%.") or name:match("^Font:") then
       documented[name] = nil
+    end
+  end
+end
+
+-- The modules of functions only: tessel.errors everywhere, tessel.sim in
+-- host builds (a build without it leaves its entries unchecked).
+for _, short in ipairs({ "errors", "sim" }) do
+  local loaded, module = pcall(require, "tessel." .. short)
+  if loaded then
+    for name in pairs(module) do registered[short .. "." .. name] = true end
+  else
+    for name in pairs(documented) do
+      if name:match("^" .. short .. "%.") then documented[name] = nil end
     end
   end
 end

@@ -101,11 +101,11 @@ local function fieldsOf(list)
   end
 end
 
-local function luaType(ctype, known)
+local function luaType(ctype, known, described)
   if not ctype then return "any" end
   if ctype == "HI_BOOL" then return "boolean" end
   if ctype:match("_E$") then return "string|integer" end
-  if ctype:match("_S$") then return known[ctype] and ctype or "table" end
+  if ctype:match("_S$") then return (known[ctype] or described[ctype]) and ctype or "table" end
   if ctype:match("^HI_[US]%d+$") or ctype == "HI_CHAR" or ctype == "HI_FR32" or ctype:match("^VB_")
      or ctype:match("HANDLE$") then
     return "integer"
@@ -113,11 +113,33 @@ local function luaType(ctype, known)
   return "any"
 end
 
+-- Field lists may name a macro that stands for a field (#define NAME
+-- FIELD(...)): the macro's text in its place.
+local function expandFieldMacros(text)
+  for name, body in text:gmatch("\n#define%s+([%w_]+)%s+(F[%w_]*%b())") do
+    text = text:gsub("([^%w_])" .. name .. "([^%w_])", function(before, after) return before .. body .. after end)
+  end
+  return text
+end
+
+-- The structures the reference describes by hand (an @table comment in a
+-- module's header): a member of such a type is typed by its name.
+local function describedTables(root)
+  local names = {}
+  for _, dir in ipairs(SOURCE_DIRS) do
+    for _, path in ipairs(listDir(root .. "/" .. dir, "%.h$")) do
+      for name in readFile(path):gmatch("@table%s+([%w_]+)") do names[name] = true end
+    end
+  end
+  return names
+end
+
 -- Every structure with a declared field list: a list of
--- { name = T, fields = { {key, outKey, type}, ... }, member = key or nil }.
+-- { name = T, fields = { {key, outKey, type, ctype}, ... }, member = key or nil }.
 function M.scan(root)
   root = root or "."
   local ctypes = headerTypes(root)
+  local described = describedTables(root)
   local structs, byName = {}, {}
   local function add(name, fields, member)
     if byName[name] then return end
@@ -127,7 +149,7 @@ function M.scan(root)
   end
   for _, dir in ipairs(SOURCE_DIRS) do
     for _, path in ipairs(listDir(root .. "/" .. dir, "%.cpp$")) do
-      local text = readFile(path)
+      local text = expandFieldMacros(readFile(path))
       -- Fixed fields of union-selected structures: using S_ = T; ... fields[] = {...}
       local heads = {}
       for name, at in text:gmatch("using S_ = ([%w_]+);()") do
@@ -150,7 +172,10 @@ function M.scan(root)
   table.sort(structs, function(a, b) return a.name < b.name end)
   for _, s in ipairs(structs) do
     local members = ctypes[s.name] or {}
-    for _, f in ipairs(s.fields) do f.type = luaType(members[f.member], byName) end
+    for _, f in ipairs(s.fields) do
+      f.ctype = members[f.member]
+      f.type = luaType(f.ctype, byName, described)
+    end
   end
   return structs
 end

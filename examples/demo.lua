@@ -3,7 +3,13 @@
 -- channels, read the bindings back, draw the pipeline, and tear it all down
 -- in order.
 --
---   make demo     (or: LUA_CPATH='build/lua/?.so;;' lua5.3 examples/demo.lua)
+--   make demo     (or: LUA_CPATH='build/lua/?.so;;' lua5.3 examples/demo.lua [-v] [dir])
+--
+-- It prints one line per stage, where the picture of the pipeline is, the
+-- platform calls counted by module and the simulator's findings. Every line
+-- of the stages and every call with its result go to journal.txt in dir
+-- (build/demo from a built source tree, else a temporary directory); -v
+-- prints the stages' lines as well.
 --
 -- Each stage is a small function of the table `demo`; a longer pipeline adds
 -- stages and links and lists them in demo.stages.
@@ -94,19 +100,20 @@ function demo.read_back()
   say("    time base %d:%d", pts[1], pts[2])
 end
 
--- The pipeline as Graphviz DOT, and as build/pipeline.svg when dot is there.
+-- The pipeline as Graphviz DOT in the output directory, and rendered beside
+-- it as SVG when Graphviz's dot is installed.
 function demo.draw()
-  local text = sim.dot()
   say("Pipeline")
-  io.write(text)
-  if not os.execute("command -v dot >/dev/null 2>&1") then return end
-  local path = os.tmpname()
-  local f = assert(io.open(path, "w"))
-  f:write(text)
+  local dot = demo.dir .. "/pipeline.dot"
+  local f = assert(io.open(dot, "w"))
+  f:write(sim.dot())
   f:close()
-  local rendered = os.execute("mkdir -p build && dot -Tsvg " .. path .. " -o build/pipeline.svg")
-  os.remove(path)
-  if rendered then say("    rendered to build/pipeline.svg") end
+  demo.picture = dot
+  if os.execute("command -v dot >/dev/null 2>&1") then
+    local svg = demo.dir .. "/pipeline.svg"
+    if os.execute(string.format("dot -Tsvg '%s' -o '%s'", dot, svg)) then demo.picture = svg end
+  end
+  say("    drawn in %s", demo.picture)
 end
 
 function demo.unbind()
@@ -126,22 +133,38 @@ function demo.shut_down()
   expect("VB.Exit", VB.Exit())
 end
 
--- What reached the platform, one line per call.
+-- What reached the platform, one line per call, in the journal file; the
+-- count of calls by module for the summary. The device-file calls (open,
+-- ioctl, close: the audio codec's) count under the device last opened.
+local function module_of(name)
+  return name:match("^HI_MPI_(%u+)_") or name:match("^HI_(%u+)_")
+end
+
 function demo.journal()
-  say("Platform calls")
+  say("[platform calls]")
+  demo.modules = {}
+  local device = "device file"
   for _, c in ipairs(sim.calls()) do
+    if c.name == "open" and type(c.args[1]) == "string" then
+      device = c.args[1]:match("^/dev/(%w+)") and c.args[1]:match("^/dev/(%w+)"):upper() or c.args[1]
+    end
     local ret = math.type(c.ret) == "integer" and hex(c.ret) or tostring(c.ret)
-    say("    %-28s %s", c.name, ret)
+    say("    %-28s %s%s", c.name, ret, c.reason and ("  " .. c.reason) or "")
+    local m = module_of(c.name) or device
+    demo.modules[m] = (demo.modules[m] or 0) + 1
   end
 end
 
 -- What a board would have punished although every call went through: the
 -- simulator's findings (objects or bindings left at exit, ...). None here.
 function demo.check()
-  local findings = sim.check()
-  say("Findings: %d", #findings)
-  for _, f in ipairs(findings) do say("    %s: %s (%s, call %d)", f.rule, f.message, f.call, f.index) end
-  if #findings > 0 then error("the pipeline was not torn down cleanly") end
+  demo.findings = {}
+  for _, f in ipairs(sim.check()) do
+    demo.findings[#demo.findings + 1] = string.format("%s: %s (%s, call %d)", f.rule, f.message, f.call, f.index)
+  end
+  say("Findings: %d", #demo.findings)
+  for _, f in ipairs(demo.findings) do say("    %s", f) end
+  if #demo.findings > 0 then error("the pipeline was not torn down cleanly") end
 end
 
 -- The title on the H.264 stream, masks on the captured picture and on the
@@ -149,14 +172,82 @@ end
 function demo.overlays() overlay.build(encode.streams[1].chn, capture.chn, display.channels[2]) end
 
 -- Bindings come off before the encoding stages destroy what they join.
-demo.stages = { demo.layout_pools, demo.start_system, demo.private_pool, capture.build, encode.build,
-                decode.build, display.build, demo.overlays, audio.build, demo.bind, demo.read_back, demo.draw,
-                demo.unbind, audio.tear_down, overlay.tear_down, display.tear_down, decode.tear_down,
-                encode.tear_down, capture.tear_down, demo.shut_down, demo.journal, demo.check }
+demo.stages = {
+  { "buffer pools", demo.layout_pools }, { "system", demo.start_system }, { "private pool", demo.private_pool },
+  { "capture", capture.build }, { "encoding", encode.build }, { "decoding", decode.build },
+  { "display", display.build }, { "overlays", demo.overlays }, { "audio", audio.build },
+  { "bindings", demo.bind }, { "read back", demo.read_back }, { "drawing", demo.draw },
+  { "unbinding", demo.unbind }, { "audio tear-down", audio.tear_down },
+  { "overlay tear-down", overlay.tear_down }, { "display tear-down", display.tear_down },
+  { "decoding tear-down", decode.tear_down }, { "encoding tear-down", encode.tear_down },
+  { "capture tear-down", capture.tear_down }, { "shut-down", demo.shut_down }, { "findings", demo.check } }
 
-function demo.run()
-  sim.reset()
-  for _, step in ipairs(demo.stages) do step() end
+-- Where the journal and the picture go: the directory named on the command
+-- line, else build/demo when run from a source tree that has been built,
+-- else a new temporary directory.
+local function output_dir(named)
+  local dir = named
+  if not dir then
+    if os.execute("test -d build") then
+      dir = "build/demo"
+    else
+      dir = os.tmpname()
+      os.remove(dir)
+    end
+  end
+  assert(os.execute(string.format("mkdir -p '%s'", dir)), "cannot make " .. dir)
+  return dir
 end
 
-demo.run()
+-- Runs the stages in order, one summary line each, and stops at the first
+-- that fails (its reason on standard error). Returns whether all passed.
+function demo.run(dir)
+  demo.dir = output_dir(dir)
+  local journal = demo.dir .. "/journal.txt"
+  stage.log = assert(io.open(journal, "w"))
+  sim.reset()
+  print("Stages")
+  local failed
+  for _, s in ipairs(demo.stages) do
+    local name, step = s[1], s[2]
+    stage.say("[%s]", name)
+    local ok, why = pcall(step)
+    print(string.format("  %-24s %s", name, ok and "ok" or "FAILED"))
+    if not ok then
+      failed = tostring(why)
+      stage.say("FAILED: %s", failed)
+      io.stderr:write("demo: ", name, " failed: ", failed, "\n")
+      break
+    end
+  end
+  demo.journal()  -- also after a failure: the calls up to it
+  stage.log:close()
+  stage.log = nil
+  if demo.picture then print("Pipeline picture: " .. demo.picture) end
+  do
+    local names, parts = {}, {}
+    for m in pairs(demo.modules) do names[#names + 1] = m end
+    table.sort(names)
+    local total = 0
+    for _, m in ipairs(names) do
+      parts[#parts + 1] = string.format("%s %d", m, demo.modules[m])
+      total = total + demo.modules[m]
+    end
+    print(string.format("Platform calls: %d", total))
+    for i = 1, #parts, 6 do print("  " .. table.concat(parts, ", ", i, math.min(i + 5, #parts))) end
+  end
+  if demo.findings then
+    print(string.format("Findings: %d", #demo.findings))
+    for i = 1, math.min(#demo.findings, 10) do print("  " .. demo.findings[i]) end
+    if #demo.findings > 10 then print(string.format("  ... %d more in the journal", #demo.findings - 10)) end
+  end
+  print("Journal: " .. journal)
+  return not failed
+end
+
+-- demo.lua [-v] [output directory]
+local named
+for _, a in ipairs(arg or {}) do
+  if a == "-v" then stage.verbose = true else named = a end
+end
+os.exit(demo.run(named) and 0 or 1)

@@ -11,6 +11,13 @@
 
 #include <lua.hpp>
 
+/***
+The platform's error codes by name: `local errors = require "tessel.errors"` (host and board
+builds). A code may be held as the signed status a call answered, as the unsigned 32-bit code, as
+a string holding either, or as a failure message carrying "error=XXXXXXXX".
+@module tessel.errors
+*/
+
 namespace {
 
 struct ErrorName {
@@ -54,7 +61,12 @@ const ErrorName* lookup(lua_State* L) {
   return it != end && it->code == code ? it : nullptr;
 }
 
-// name(code) -> "HI_ERR_VENC_EXIST", or nil
+/***
+The platform's symbolic name of an error code.
+@function name
+@tparam int|string code
+@treturn string|nil "HI_ERR_VENC_EXIST", say, or `nil` for a value that names no platform error
+*/
 int name(lua_State* L) {
   const ErrorName* e = lookup(L);
   if (e) lua_pushstring(L, e->symbol);
@@ -62,7 +74,12 @@ int name(lua_State* L) {
   return 1;
 }
 
-// describe(code) -> "VENC: already exists", or nil
+/***
+The module and reason of an error code, in words.
+@function describe
+@tparam int|string code
+@treturn string|nil "VENC: already exists", say, or `nil` for a value that names no platform error
+*/
 int describe(lua_State* L) {
   const ErrorName* e = lookup(L);
   if (e) lua_pushfstring(L, "%s: %s", e->module, e->reason);

@@ -23,6 +23,35 @@ extern "C" {
 #include "media/media.h"
 #include "sim/sim.h"
 
+/***
+The host simulator's controls: `local sim = require "tessel.sim"` (host builds only). It starts
+and resets the simulated platform, reads the journal of platform calls and the findings a board
+would have punished, makes calls fail on purpose, draws the bindings, runs the media clock in
+real or virtual time, and gives inputs their pictures or sound and outputs their screenshots or
+recordings.
+@module tessel.sim
+*/
+
+/***
+One journaled platform call.
+@table SimCall
+@string name the platform function ("HI_MPI_VENC_CreateChn"; "open" and "ioctl" for the audio
+codec's device)
+@int n the number of arguments
+@tab args the arguments, structures as tables
+@param ret what the call answered (a status code, or a value)
+@string[opt] reason why the simulator refused the call, when it did
+*/
+
+/***
+Something a board would have punished although the call went through.
+@table SimFinding
+@string rule the rule's name
+@string message what happened, in words
+@string call the platform function that made it
+@int index the number of that call in the journal
+*/
+
 namespace {
 
 void push_value(lua_State* L, const sim::Value& v) {
@@ -49,16 +78,30 @@ void push_value(lua_State* L, const sim::Value& v) {
     }
 }
 
+/***
+Resets the simulated platform to power-on: no objects, an empty journal, no findings, no
+failures planned, the real clock at 0.
+@function reset
+*/
 int l_reset(lua_State*) {
     sim::reset();
     return 0;
 }
 
+/***
+Empties the journal (the platform keeps its state).
+@function clear
+*/
 int l_clear(lua_State*) {
     sim::journal_clear();
     return 0;
 }
 
+/***
+The journal: every platform call since the last reset or clear, oldest first.
+@function calls
+@treturn {SimCall,...}
+*/
 int l_calls(lua_State* L) {
     const size_t n = sim::journal_size();
     lua_createtable(L, (int)n, 0);
@@ -86,8 +129,12 @@ int l_calls(lua_State* L) {
     return 1;
 }
 
-// sim.journal([settings]) -> { size, limit, dropped, recording }; settings may
-// set limit (a count of entries, 0 keeps none) and recording (a boolean).
+/***
+Reads, and may set, how the journal keeps calls.
+@function journal
+@tab[opt] settings `limit` (a count of entries; 0 keeps none) and `recording` (a boolean)
+@treturn table `size`, `limit`, `dropped` (entries let go beyond the limit) and `recording`
+*/
 int l_journal(lua_State* L) {
     if (!lua_isnoneornil(L, 1)) {
         luaL_checktype(L, 1, LUA_TTABLE);
@@ -130,6 +177,12 @@ void push_finding(lua_State* L, const sim::Finding& f) {
     lua_setfield(L, -2, "message");
 }
 
+/***
+The findings since the last reset: objects or bindings left at exit, and other things a board
+would have punished although every call went through.
+@function check
+@treturn {SimFinding,...}
+*/
 int l_check(lua_State* L) {
     const size_t n = sim::findings_kept();
     lua_createtable(L, (int)n, 0);
@@ -183,8 +236,13 @@ void strict_hook(lua_State* L, lua_Debug*) {
     lua_error(L);
 }
 
-// sim.strict(on): findings only. sim.strict{findings = , refusals = }:
-// findings (default true) and refused calls (default false).
+/***
+Strict mode: a finding (or, when asked, a refused call) raises a Lua error at the line of the
+call that made it.
+@function strict
+@tparam boolean|table on `true` or `false` for findings only, or `{findings = (default true),
+refusals = (default false)}`
+*/
 int l_strict(lua_State* L) {
     if (lua_istable(L, 1)) {
         lua_getfield(L, 1, "findings");
@@ -203,6 +261,13 @@ int l_strict(lua_State* L) {
     return 0;
 }
 
+/***
+Makes the next calls of a platform function answer a code of its own choosing.
+@function fail
+@string name the platform function ("HI_MPI_SYS_Init", "open", ...); an unknown name raises
+@int code the 32-bit status to answer
+@int[opt=1] times how many calls answer it
+*/
 int l_fail(lua_State* L) {
     const char* name = luaL_checkstring(L, 1);
     const lua_Integer code = luaL_checkinteger(L, 2);
@@ -223,6 +288,11 @@ size_t dot_text(char* buf, size_t cap) {
     return s.size();
 }
 
+/***
+The objects and bindings of the platform as a Graphviz DOT graph.
+@function dot
+@treturn string
+*/
 int l_dot(lua_State* L) {
     const size_t n = dot_text(nullptr, 0);
     char* buf = static_cast<char*>(lua_newuserdata(L, n + 1));
@@ -231,7 +301,13 @@ int l_dot(lua_State* L) {
     return 1;
 }
 
-// sim.clock([mode]) -> the mode; "virtual" or "real" switches.
+/***
+Reads, and may switch, the media clock: "real" follows the machine's clock and waits sleep;
+"virtual" stands still until a wait moves it, at once, to the moment the wait ends.
+@function clock
+@string[opt] mode "real" or "virtual"
+@treturn string the mode
+*/
 int l_clock(lua_State* L) {
     if (!lua_isnoneornil(L, 1)) {
         static const char* const modes[] = {"real", "virtual", nullptr};
@@ -244,7 +320,11 @@ int l_clock(lua_State* L) {
     return 1;
 }
 
-// sim.now() -> simulated seconds since the last reset (a float).
+/***
+Simulated time since the last reset.
+@function now
+@treturn number seconds
+*/
 int l_now(lua_State* L) {
     sim::enter();
     const double t = static_cast<double>(sim::media::now()) / 1e6;
@@ -311,12 +391,15 @@ bool under_lock(Fn fn, char* buf, size_t cap) {
     return ok;
 }
 
-// sim.source(target, what): what an input captures instead of its own
-// picture or sound. target is a channel object or {module, device,
-// channel}. A capture channel takes a video file (nil: its test pattern
-// again); an audio input ({"AI", dev, chn}) takes an audio file, or
-// {frequency = hertz, level = dBFS} for a tone (nil: the default 1 kHz at
-// -12 dBFS). Raises when the target takes no source or the file is unusable.
+/***
+What an input captures instead of its own picture or sound. A capture channel takes a video
+file (`nil`: its test pattern again); an audio input (`{"AI", dev, chn}`) takes an audio file, or
+`{frequency = hertz, level = dBFS}` for a tone (`nil`: 1 kHz at -12 dBFS). Raises when the target
+takes no source or the file is unusable.
+@function source
+@param target a channel object or `{module, device, channel}`
+@tparam[opt] string|table what a path, a tone, or `nil`
+*/
 int l_source(lua_State* L) {
     sim::Key k{0, 0, 0};
     luaL_argcheck(L, target_of(L, 1, &k), 1, "a channel object or {module, device, channel}");
@@ -347,7 +430,11 @@ int l_source(lua_State* L) {
     return 0;
 }
 
-// sim.codecs() -> "ffmpeg" when real codecs are built in, else "stand-in".
+/***
+Which codecs encode and decode.
+@function codecs
+@treturn string "ffmpeg" when real codecs are built in, else "stand-in"
+*/
 int l_codecs(lua_State* L) {
     lua_pushstring(L, sim::media::real_codecs() ? "ffmpeg" : "stand-in");
     return 1;
@@ -433,8 +520,15 @@ bool screenshot(int dev, bool hdmi, const char* path, unsigned* width, unsigned*
     return ok;
 }
 
-// sim.screenshot(device, path) -> width, height: device is a VODevice, a
-// device number, or "HDMI" (the picture the HDMI output carries).
+/***
+Writes what a display device shows as a PNG file; raises when it cannot.
+@function screenshot
+@tparam VODevice|int|string device a `VODevice`, a device number, or "HDMI" (the picture the HDMI
+output carries)
+@string path
+@treturn int width
+@treturn int height
+*/
 int l_screenshot(lua_State* L) {
     int dev = -1;
     bool hdmi = false;
@@ -459,8 +553,12 @@ int l_screenshot(lua_State* L) {
     return 2;
 }
 
-// sim.record(target, path | nil): writes what {"AO", dev, chn} plays into a
-// WAV file; nil finishes it.
+/***
+Writes what an audio output plays into a WAV file; `nil` finishes the file.
+@function record
+@param target `{"AO", dev, chn}` or the output's channel object
+@tparam[opt] string path
+*/
 int l_record(lua_State* L) {
     sim::Key k{0, 0, 0};
     luaL_argcheck(L, target_of(L, 1, &k), 1, "a channel object or {module, device, channel}");
