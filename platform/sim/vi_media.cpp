@@ -14,8 +14,8 @@ namespace sim {
 namespace {
 
 constexpr int kMod = HI_ID_VIU;
-// At most this much is caught up at once after a long pause in real time;
-// the rest is dropped, as a board drops what nobody takes.
+// At most this much is caught up at once in virtual time (in real time,
+// two pictures: a machine too busy for the pictures drops the rest).
 constexpr std::int64_t kCatchUp = 1000000;
 
 struct Capture {
