@@ -322,6 +322,8 @@ describe("server", function()
   end)
 
   it("drops a client that stops reading and goes on serving the others", function()
+    -- Under an emulator the loop is too slow for the socket buffers to fill within the bound.
+    if os.getenv("TESSEL_LUA") then return pending("the timing of a stalled client is not kept under emulation") end
     server:close()
     server = assert(rtsp.server{ host = "127.0.0.1", port = 0, maxBuffer = 256 * 1024 })
     server:add("/live", source, "H264")

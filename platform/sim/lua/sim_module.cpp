@@ -3,6 +3,7 @@
 // Lua errors longjmp through these functions (the interpreter is C), so no
 // object with a destructor is alive while a Lua API call can raise: arguments
 // are converted first, journal data is read by reference.
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -492,6 +493,71 @@ bool write_png(const char* path, unsigned width, unsigned height, const std::vec
     }
     return true;
 }
+#else
+// Without libpng: the same picture as a PNG whose image data is stored
+// uncompressed (zlib "stored" blocks), which every reader takes.
+unsigned long crc32_of(const unsigned char* p, size_t n, unsigned long crc = 0) {
+    crc = ~crc & 0xFFFFFFFFul;
+    for (size_t i = 0; i < n; ++i) {
+        crc ^= p[i];
+        for (int k = 0; k < 8; ++k) crc = (crc >> 1) ^ (0xEDB88320ul & (0ul - (crc & 1)));
+    }
+    return ~crc & 0xFFFFFFFFul;
+}
+
+void put32(std::vector<unsigned char>& out, unsigned long v) {
+    for (int s = 24; s >= 0; s -= 8) out.push_back(static_cast<unsigned char>(v >> s));
+}
+
+void chunk(std::vector<unsigned char>& out, const char* type, const std::vector<unsigned char>& data) {
+    put32(out, data.size());
+    std::vector<unsigned char> body(type, type + 4);
+    body.insert(body.end(), data.begin(), data.end());
+    out.insert(out.end(), body.begin(), body.end());
+    put32(out, crc32_of(body.data(), body.size()));
+}
+
+bool write_png(const char* path, unsigned width, unsigned height, const std::vector<unsigned char>& rgb,
+               std::string* why) {
+    std::vector<unsigned char> raw;  // each row behind its filter byte (none)
+    raw.reserve((static_cast<size_t>(width) * 3 + 1) * height);
+    for (unsigned y = 0; y < height; ++y) {
+        raw.push_back(0);
+        raw.insert(raw.end(), rgb.begin() + static_cast<long>(y) * width * 3, rgb.begin() + static_cast<long>(y + 1) * width * 3);
+    }
+    std::vector<unsigned char> z = {0x78, 0x01};
+    unsigned long a = 1, b = 0;
+    for (unsigned char c : raw) {
+        a = (a + c) % 65521;
+        b = (b + a) % 65521;
+    }
+    for (size_t at = 0; at < raw.size() || at == 0; at += 65535) {
+        const size_t n = std::min<size_t>(65535, raw.size() - at);
+        z.push_back(at + n >= raw.size() ? 1 : 0);
+        z.push_back(static_cast<unsigned char>(n));
+        z.push_back(static_cast<unsigned char>(n >> 8));
+        z.push_back(static_cast<unsigned char>(~n));
+        z.push_back(static_cast<unsigned char>(~n >> 8));
+        z.insert(z.end(), raw.begin() + static_cast<long>(at), raw.begin() + static_cast<long>(at + n));
+        if (raw.empty()) break;
+    }
+    put32(z, (b << 16) | a);
+    std::vector<unsigned char> png = {0x89, 'P', 'N', 'G', '\r', '\n', 0x1A, '\n'};
+    std::vector<unsigned char> ihdr;
+    put32(ihdr, width);
+    put32(ihdr, height);
+    ihdr.insert(ihdr.end(), {8, 2, 0, 0, 0});
+    chunk(png, "IHDR", ihdr);
+    chunk(png, "IDAT", z);
+    chunk(png, "IEND", {});
+    FILE* f = std::fopen(path, "wb");
+    if (!f || std::fwrite(png.data(), 1, png.size(), f) != png.size() || std::fclose(f) != 0) {
+        if (f) std::fclose(f);
+        *why = std::string("cannot write ") + path + ": " + std::strerror(errno);
+        return false;
+    }
+    return true;
+}
 #endif
 
 // Writes what device dev shows (hdmi: the device the HDMI output carries)
@@ -505,13 +571,7 @@ bool screenshot(int dev, bool hdmi, const char* path, unsigned* width, unsigned*
     if (dev >= 0) pic = sim::display::device_picture(dev, &reason);
     sim::leave();
     bool ok = pic != nullptr;
-#ifdef TESSEL_SIM_PNG
     if (ok) ok = write_png(path, pic->width, pic->height, rgb_of(*pic), &reason);
-#else
-    (void)path;
-    reason = "this simulator was built without libpng (Debian: libpng-dev)";
-    ok = false;
-#endif
     if (ok) {
         *width = pic->width;
         *height = pic->height;
