@@ -1,7 +1,8 @@
 -- An IP camera: one full-HD capture channel feeds a processing group whose
 -- channels feed an H.264 main stream (1080p30, CBR 4 Mbit/s), an H.265
 -- sub-stream (720p30, CBR 1 Mbit/s) and a JPEG snapshot channel. A privacy
--- cover and a logo overlay are drawn on the main stream's pictures.
+-- cover, a logo and the camera's name with a clock updated every second
+-- (tessel.osd, where the build has FreeType) are drawn on the main stream.
 --
 -- It records N seconds of both streams (Annex B files that players open) and
 -- one snapshot, reading the encoders as they become ready with SYS.Poll.
@@ -112,6 +113,24 @@ end
 check("logo: AttachToChn", logo:AttachToChn(streams[1].channel, { bShow = true, enType = "OVERLAYEX",
   attr = { stPoint = { s32X = 64, s32Y = 960 }, u32FgAlpha = 128, u32BgAlpha = 0, u32Layer = 1 } }))
 
+-- The camera's name and the time, rendered again every second.
+local hasOsd, osd = pcall(require, "tessel.osd")
+local clock
+if hasOsd then
+  clock = RGN.CreateRegion(2, { type = "OVERLAYEX", attr = { enPixelFmt = "RGB_1555", u32BgColor = 0,
+                                                             stSize = { u32Width = 1024, u32Height = 64 } } })
+  check("clock: AttachToChn", clock:AttachToChn(streams[1].channel, { bShow = true, enType = "OVERLAYEX",
+    attr = { stPoint = { s32X = 64, s32Y = 120 }, u32FgAlpha = 128, u32BgAlpha = 0, u32Layer = 2 } }))
+end
+local started = os.time()
+local function showClock(seconds)
+  if not clock then return end
+  local text = "Front door  " .. os.date("%Y-%m-%d %H:%M:%S", started + seconds)
+  local bitmap = assert(osd.render(text, { size = 40, color = 0xFFFFFF, outline = 2, outlineColor = 0x000000 }))
+  check("clock: SetBitMap", clock:SetBitMap(bitmap))
+end
+showClock(0)
+
 -- Encoders.
 for _, s in ipairs(streams) do
   s.venc = VENC.CreateChannel(s.venc, s.attrs)
@@ -144,6 +163,7 @@ while streams[1].pictures < want or streams[2].pictures < want do
         local data = check(s.name .. ": GetStream", s.venc:GetStream(0))
         s.out:write(data)
         s.pictures, s.bytes = s.pictures + 1, s.bytes + #data
+        if s == streams[1] and s.pictures % 30 == 0 then showClock(s.pictures // 30) end
       end
     end
   end
@@ -160,6 +180,10 @@ for _, s in ipairs({ streams[1], streams[2], snapshot }) do
   s.venc:Stop()
   SYS.UnBind(s.channel, s.venc)
   s.venc:Destroy()
+end
+if clock then
+  clock:DetachFromChn(streams[1].channel)
+  clock:Destroy()
 end
 logo:DetachFromChn(streams[1].channel)
 cover:DetachFromChn(streams[1].channel)
