@@ -123,9 +123,9 @@ if hasOsd then
     attr = { stPoint = { s32X = 64, s32Y = 120 }, u32FgAlpha = 128, u32BgAlpha = 0, u32Layer = 2 } }))
 end
 local started = os.time()
-local function showClock(seconds)
+local function showClock(elapsed)
   if not clock then return end
-  local text = "Front door  " .. os.date("%Y-%m-%d %H:%M:%S", started + seconds)
+  local text = "Front door  " .. os.date("%Y-%m-%d %H:%M:%S", started + elapsed)
   local bitmap = assert(osd.render(text, { size = 40, color = 0xFFFFFF, outline = 2, outlineColor = 0x000000 }))
   check("clock: SetBitMap", clock:SetBitMap(bitmap))
 end
