@@ -660,15 +660,15 @@ function methods.SETUP(self, conn, req)
   if id and not session then return self:respond(conn, req, 454) end
   if session and session.stream ~= stream then return self:respond(conn, req, 459) end
   local chosen
-  for spec in (req.headers.transport or ""):gmatch("[^,]+") do
-    local proto = spec:match("^%s*([^;]+)")
+  for offer in (req.headers.transport or ""):gmatch("[^,]+") do
+    local proto = offer:match("^%s*([^;]+)")
     if proto == "RTP/AVP/TCP" then
-      local a, b = spec:match("interleaved=(%d+)%-(%d+)")
+      local a, b = offer:match("interleaved=(%d+)%-(%d+)")
       a = tonumber(a) or 0
       chosen = { tcp = true, channel = a, rtcpChannel = tonumber(b) or a + 1 }
       break
-    elseif (proto == "RTP/AVP" or proto == "RTP/AVP/UDP") and not spec:find("multicast", 1, true) then
-      local a, b = spec:match("client_port=(%d+)%-?(%d*)")
+    elseif (proto == "RTP/AVP" or proto == "RTP/AVP/UDP") and not offer:find("multicast", 1, true) then
+      local a, b = offer:match("client_port=(%d+)%-?(%d*)")
       if a then
         chosen = { udp = true, clientPort = tonumber(a), clientRtcp = tonumber(b) or tonumber(a) + 1 }
         break

@@ -19,6 +19,7 @@
 #include <vector>
 
 #include "stored.h"
+#include "venc_picture.h"
 
 namespace sim {
 namespace {
@@ -87,19 +88,6 @@ bool limitsOf(PAYLOAD_TYPE_E type, Limits* l) {
   }
 }
 
-// The fields every codec member shares, at the same offsets.
-struct Picture {
-  HI_U32 maxW, maxH, bufSize, picW, picH;
-};
-
-Picture pictureOf(const VENC_ATTR_S& a) {
-  switch (a.enType) {
-    case PT_H264: { const auto& m = a.stAttrH264e; return {m.u32MaxPicWidth, m.u32MaxPicHeight, m.u32BufSize, m.u32PicWidth, m.u32PicHeight}; }
-    case PT_H265: { const auto& m = a.stAttrH265e; return {m.u32MaxPicWidth, m.u32MaxPicHeight, m.u32BufSize, m.u32PicWidth, m.u32PicHeight}; }
-    case PT_JPEG: { const auto& m = a.stAttrJpege; return {m.u32MaxPicWidth, m.u32MaxPicHeight, m.u32BufSize, m.u32PicWidth, m.u32PicHeight}; }
-    default: { const auto& m = a.stAttrMjpege; return {m.u32MaxPicWidth, m.u32MaxPicHeight, m.u32BufSize, m.u32PicWidth, m.u32PicHeight}; }
-  }
-}
 
 HI_S32 judgeCodec(const VENC_ATTR_S& a) {
   Limits l;

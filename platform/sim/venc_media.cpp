@@ -14,6 +14,7 @@
 
 #include "media/media.h"
 #include "stored.h"
+#include "venc_picture.h"
 
 namespace sim {
 namespace {
@@ -116,18 +117,6 @@ media::EncoderConfig configOf(const VENC_CHN_ATTR_S& a, std::uint32_t width, std
   return c;
 }
 
-struct Sizes {
-  std::uint32_t maxW, maxH, bufSize, picW, picH;
-};
-
-Sizes sizesOf(const VENC_ATTR_S& a) {
-  switch (a.enType) {
-    case PT_H264: { const auto& m = a.stAttrH264e; return {m.u32MaxPicWidth, m.u32MaxPicHeight, m.u32BufSize, m.u32PicWidth, m.u32PicHeight}; }
-    case PT_H265: { const auto& m = a.stAttrH265e; return {m.u32MaxPicWidth, m.u32MaxPicHeight, m.u32BufSize, m.u32PicWidth, m.u32PicHeight}; }
-    case PT_JPEG: { const auto& m = a.stAttrJpege; return {m.u32MaxPicWidth, m.u32MaxPicHeight, m.u32BufSize, m.u32PicWidth, m.u32PicHeight}; }
-    default: { const auto& m = a.stAttrMjpege; return {m.u32MaxPicWidth, m.u32MaxPicHeight, m.u32BufSize, m.u32PicWidth, m.u32PicHeight}; }
-  }
-}
 
 // Takes one pending request for an IDR picture.
 bool idrRequested(Object& o) {
@@ -157,7 +146,7 @@ void encode(VENC_CHN chn, const media::PicturePtr& in, bool rated) {
   if (rated && r.src > 0 && fps < r.src &&
       static_cast<std::uint64_t>(n * fps / r.src) == static_cast<std::uint64_t>((n + 1) * fps / r.src))
     return;
-  const Sizes z = sizesOf(attr.stVeAttr);
+  const Picture z = pictureOf(attr.stVeAttr);
   if (in->width > z.maxW || in->height > z.maxH) {
     if (!o->values.count("oversizeReported")) {
       o->values["oversizeReported"] = 1;
