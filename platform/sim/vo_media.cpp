@@ -48,12 +48,61 @@ void fill(media::Picture& p, HI_U32 rgb) {
   const std::uint8_t v = static_cast<std::uint8_t>(128 + ((112 * r - 94 * g - 18 * b + 128) >> 8));
   std::memset(p.plane(0), y, p.offset[1]);
   std::uint8_t* c = p.plane(1);
-  const std::size_t pairs = (p.data.size() - p.offset[1]) / 2;
+  const std::size_t pairs = (p.size() - p.offset[1]) / 2;
   for (std::size_t i = 0; i < pairs; ++i) {
     c[2 * i] = v;  // V before U
     c[2 * i + 1] = u;
   }
 }
+
+// Where a picture's rows are read from: its bytes (chroma as VU pairs), or,
+// before they are made, its decoder's planar planes, whose U and V rows are
+// paired on the way.
+struct Rows {
+  const std::uint8_t* plane[3];
+  std::ptrdiff_t stride[3];
+  bool planar;
+
+  explicit Rows(const media::Picture& pic) {
+    const media::Planes420* p = pic.unmade();
+    planar = p != nullptr;
+    for (int i = 0; i < 3; ++i) {
+      plane[i] = planar ? p->plane[i] : i < 2 ? pic.plane(i) : nullptr;
+      stride[i] = planar ? p->stride[i] : i < 2 ? pic.stride[i] : 0;
+    }
+  }
+  const std::uint8_t* luma(long long y) const { return plane[0] + y * stride[0]; }
+  // Chroma pairs [from, from + n) of row r, every step-th, into d.
+  void chroma(long long r, std::size_t from, std::size_t n, std::size_t step, std::uint16_t* d) const {
+    if (!planar) {
+      const auto* s = reinterpret_cast<const std::uint16_t*>(plane[1] + r * stride[1]) + from;
+      if (step == 1) {
+        std::memcpy(d, s, n * 2);
+      } else if (step == 2) {
+        for (std::size_t i = 0; i < n; ++i) d[i] = s[2 * i];
+      } else {
+        for (std::size_t i = 0; i < n; ++i) d[i] = s[step * i];
+      }
+      return;
+    }
+    const std::uint8_t* u = plane[1] + r * stride[1] + from;
+    const std::uint8_t* v = plane[2] + r * stride[2] + from;
+    // A pair in memory is V then U: as a number, V + 256 U on the
+    // little-endian processors the simulator runs on.
+    if (step == 1) {
+      for (std::size_t i = 0; i < n; ++i) d[i] = static_cast<std::uint16_t>(v[i] | u[i] << 8);
+    } else if (step == 2) {
+      for (std::size_t i = 0; i < n; ++i) d[i] = static_cast<std::uint16_t>(v[2 * i] | u[2 * i] << 8);
+    } else {
+      for (std::size_t i = 0; i < n; ++i) d[i] = static_cast<std::uint16_t>(v[step * i] | u[step * i] << 8);
+    }
+  }
+  std::uint16_t pair(long long r, std::size_t at) const {
+    std::uint16_t p;
+    chroma(r, at, 1, 1, &p);
+    return p;
+  }
+};
 
 // Scales the crop of src into the area `to` of dst, sample by nearest
 // sample, clipped to dst; chroma goes in pairs, so the area is taken at
@@ -67,14 +116,14 @@ void blit(const media::Picture& src, const Area& crop, media::Picture& dst, Area
   const long long x0 = std::max(to.x, 0LL), x1 = std::min(to.x + to.w, static_cast<long long>(dst.width) & ~1LL);
   const long long y0 = std::max(to.y, 0LL), y1 = std::min(to.y + to.h, static_cast<long long>(dst.height));
   if (x0 >= x1 || y0 >= y1) return;
+  const Rows rows(src);
   static std::vector<std::uint32_t> xs;  // source column of each destination column
   xs.resize(static_cast<std::size_t>(x1 - x0));
   for (long long x = x0; x < x1; ++x) xs[x - x0] = static_cast<std::uint32_t>(crop.x + (x - to.x) * crop.w / to.w);
   const std::size_t n = xs.size();
   const bool copy = crop.w == to.w, half = crop.w == 2 * to.w;
   for (long long y = y0; y < y1; ++y) {
-    const long long sy = crop.y + (y - to.y) * crop.h / to.h;
-    const std::uint8_t* s = src.plane(0) + sy * src.stride[0];
+    const std::uint8_t* s = rows.luma(crop.y + (y - to.y) * crop.h / to.h);
     std::uint8_t* d = dst.plane(0) + y * dst.stride[0] + x0;
     if (copy) {
       std::memcpy(d, s + xs[0], n);
@@ -88,16 +137,12 @@ void blit(const media::Picture& src, const Area& crop, media::Picture& dst, Area
   // Chroma rows as the formats have them: one per luma row or per two.
   const long long dstPer = dst.height / dst.rows[1], srcPer = src.height / src.rows[1];
   for (long long r = y0 / dstPer; r < (y1 + dstPer - 1) / dstPer; ++r) {
-    const long long sy = (crop.y + (r * dstPer - to.y) * crop.h / to.h) / srcPer;
-    const std::uint16_t* s = reinterpret_cast<const std::uint16_t*>(src.plane(1) + sy * src.stride[1]);
-    std::uint16_t* d = reinterpret_cast<std::uint16_t*>(dst.plane(1) + r * dst.stride[1] + x0);
-    if (copy) {
-      std::memcpy(d, s + xs[0] / 2, n);
-    } else if (half) {
-      const std::uint16_t* s0 = s + xs[0] / 2;
-      for (std::size_t i = 0; i < n / 2; ++i) d[i] = s0[2 * i];
+    const long long sr = (crop.y + (r * dstPer - to.y) * crop.h / to.h) / srcPer;
+    auto* d = reinterpret_cast<std::uint16_t*>(dst.plane(1) + r * dst.stride[1] + x0);
+    if (copy || half) {
+      rows.chroma(sr, xs[0] / 2, n / 2, copy ? 1 : 2, d);
     } else {
-      for (std::size_t i = 0; i < n / 2; ++i) d[i] = s[xs[2 * i] / 2];
+      for (std::size_t i = 0; i < n / 2; ++i) d[i] = rows.pair(sr, xs[2 * i] / 2);
     }
   }
 }
@@ -126,8 +171,10 @@ Area cropOf(const Object& o, const media::Picture& pic) {
   return a.w > 0 && a.h > 0 ? a : whole;
 }
 
-// One picture to draw: the part of it shown, and where.
+// One picture to draw: the channel showing it, the part of it shown, and
+// where.
 struct Draw {
+  Key chn;
   media::PicturePtr pic;
   Area crop, to;
 };
@@ -157,7 +204,7 @@ void planLayer(VO_LAYER l, const VO_VIDEO_LAYER_ATTR_S& la, const Area& onto, st
     const media::PicturePtr& pic = g_shown[k];
     const Area to{onto.x + pos.s32X * onto.w / iw, onto.y + pos.s32Y * onto.h / ih, a.stRect.u32Width * onto.w / iw,
                   a.stRect.u32Height * onto.h / ih};
-    plan->push_back(Draw{pic, cropOf(*o, *pic), to});
+    plan->push_back(Draw{k, pic, cropOf(*o, *pic), to});
   }
 }
 
@@ -184,15 +231,97 @@ void draw(const std::vector<Draw>& plan, HI_U32 background, media::Picture& out)
   for (const Draw& d : plan) blit(*d.pic, d.crop, out, d.to);
 }
 
-// A picture to compose into: the last one made, when nobody holds it any
-// more and it has the size and format, else a new one.
-media::MutablePicture canvas(std::uint32_t width, std::uint32_t height, PIXEL_FORMAT_E format) {
-  static media::MutablePicture spare;
-  if (!spare || spare.use_count() != 1 || spare->width != width || spare->height != height || spare->format != format)
-    spare = media::Picture::make(width, height, format);
-  return spare;
+// ---- composed pictures ----------------------------------------------------------------
+// What a layer or a device showed when it was last composed at a size is
+// kept: the next time, only the channels with a new picture are drawn again
+// when nothing else changed. For a while after someone looked, a new
+// picture is also drawn as it arrives, while the memory it was decoded into
+// is still in the processor's cache.
+
+// New pictures drawn as they arrive after someone last looked.
+constexpr int kDrawnOnArrival = 32;
+
+using Target = std::tuple<int, int, std::uint32_t, std::uint32_t, int>;  // kind, number, width, height, format
+enum { kLayerTarget, kDeviceTarget };
+
+struct Composed {
+  media::MutablePicture pic;
+  std::vector<Draw> plan;   // as drawn
+  std::vector<bool> alone;  // of each entry: it overlaps no other
+  HI_U32 background = 0;
+  int onArrival = 0;        // pictures still to be drawn as they arrive
+};
+std::map<Target, Composed> g_composed;
+const bool g_forgetComposed = (on_reset([] { g_composed.clear(); }), true);
+
+// The area blit writes.
+Area drawnArea(const Area& to) { return Area{to.x & ~1LL, to.y & ~1LL, to.w & ~1LL, to.h & ~1LL}; }
+
+bool overlap(const Area& a, const Area& b) {
+  return a.w > 0 && a.h > 0 && b.w > 0 && b.h > 0 && a.x < b.x + b.w && b.x < a.x + a.w && a.y < b.y + b.h &&
+         b.y < a.y + a.h;
 }
-const bool g_spare = (on_reset([] { canvas(0, 0, PIXEL_FORMAT_YUV_SEMIPLANAR_420); }), true);
+
+bool sameArea(const Area& a, const Area& b) { return a.x == b.x && a.y == b.y && a.w == b.w && a.h == b.h; }
+
+std::vector<bool> aloneOf(const std::vector<Draw>& plan) {
+  std::vector<bool> alone(plan.size(), true);
+  for (std::size_t i = 0; i < plan.size(); ++i)
+    for (std::size_t j = i + 1; j < plan.size(); ++j)
+      if (overlap(drawnArea(plan[i].to), drawnArea(plan[j].to))) alone[i] = alone[j] = false;
+  return alone;
+}
+
+// The target's picture showing plan on the background: the picture kept,
+// with only the new pictures drawn, when it is not lent out and nothing
+// else changed; else all drawn, into a new picture if the kept one is held.
+media::MutablePicture compose(const Target& target, std::uint32_t width, std::uint32_t height, PIXEL_FORMAT_E format,
+                              std::vector<Draw> plan, HI_U32 background) {
+  if (g_composed.size() >= 16 && !g_composed.count(target)) g_composed.clear();  // sizes seen once
+  Composed& c = g_composed[target];
+  bool kept = c.pic && c.pic.use_count() == 1 && c.background == background && c.plan.size() == plan.size();
+  for (std::size_t i = 0; kept && i < plan.size(); ++i) {
+    const Draw &was = c.plan[i], &now = plan[i];
+    kept = was.chn == now.chn && sameArea(was.crop, now.crop) && sameArea(was.to, now.to) &&
+           (was.pic == now.pic || c.alone[i]);
+  }
+  if (kept) {
+    for (std::size_t i = 0; i < plan.size(); ++i)
+      if (c.plan[i].pic != plan[i].pic) blit(*plan[i].pic, plan[i].crop, *c.pic, plan[i].to);
+  } else {
+    if (!c.pic || c.pic.use_count() != 1) c.pic = media::Picture::make(width, height, format);
+    if (!c.pic) {
+      g_composed.erase(target);
+      return nullptr;
+    }
+    draw(plan, background, *c.pic);
+    c.alone = aloneOf(plan);
+  }
+  c.plan = std::move(plan);
+  c.background = background;
+  c.onArrival = kDrawnOnArrival;
+  return c.pic;
+}
+
+// A channel's new picture drawn at once into the kept pictures that show
+// the channel apart from all others.
+void drawOnArrival(Key chn, const Object& o, const media::PicturePtr& pic) {
+  for (auto& entry : g_composed) {
+    Composed& c = entry.second;
+    if (c.onArrival <= 0 || c.pic.use_count() != 1) continue;
+    for (std::size_t i = 0; i < c.plan.size(); ++i) {
+      Draw& d = c.plan[i];
+      if (!(d.chn == chn)) continue;
+      if (c.alone[i]) {
+        d.pic = pic;
+        d.crop = cropOf(o, *pic);
+        blit(*pic, d.crop, *c.pic, d.to);
+        --c.onArrival;
+      }
+      break;
+    }
+  }
+}
 
 HI_U32 backgroundOf(int dev) {
   const Object* d = dev < 0 ? nullptr : find(devKey(dev));
@@ -211,11 +340,11 @@ media::MutablePicture composeDevice(int dev, std::uint32_t width, std::uint32_t 
     return nullptr;
   }
   const display::Screen screen = display::screen_of(pub);
-  auto out = canvas(width ? width : screen.width, height ? height : screen.height, format);
-  if (!out || !screen.width || !screen.height) {
+  if (!screen.width || !screen.height) {
     *why = "VO device " + std::to_string(dev) + " has no picture to show";
     return nullptr;
   }
+  const long long ow = width ? width : screen.width, oh = height ? height : screen.height;
   std::vector<std::tuple<HI_U32, int>> layers;
   for (VO_LAYER l = 0; l < VO_MAX_LAYER_NUM; ++l) {
     const Object* o = find(layerKey(l));
@@ -231,11 +360,11 @@ media::MutablePicture composeDevice(int dev, std::uint32_t width, std::uint32_t 
     VO_VIDEO_LAYER_ATTR_S la;
     if (!find(layerKey(std::get<1>(entry)))->get("LayerAttr", &la)) continue;
     const RECT_S& r = la.stDispRect;
-    const Area onto{r.s32X * out->width / sw, r.s32Y * out->height / sh, r.u32Width * out->width / sw,
-                    r.u32Height * out->height / sh};
+    const Area onto{r.s32X * ow / sw, r.s32Y * oh / sh, r.u32Width * ow / sw, r.u32Height * oh / sh};
     planLayer(std::get<1>(entry), la, onto, &plan);
   }
-  draw(plan, pub.u32BgColor, *out);
+  auto out = compose(Target{kDeviceTarget, dev, ow, oh, format}, ow, oh, format, std::move(plan), pub.u32BgColor);
+  if (!out) *why = "VO device " + std::to_string(dev) + " has no picture to show";
   return out;
 }
 
@@ -245,12 +374,11 @@ media::MutablePicture composeLayer(VO_LAYER l, std::uint32_t width, std::uint32_
   const Object* o = find(layerKey(l));
   VO_VIDEO_LAYER_ATTR_S la;
   if (!o || !o->enabled || !o->get("LayerAttr", &la)) return nullptr;
-  auto out = canvas(width ? width : la.stImageSize.u32Width, height ? height : la.stImageSize.u32Height, format);
-  if (!out) return nullptr;
+  const std::uint32_t ow = width ? width : la.stImageSize.u32Width, oh = height ? height : la.stImageSize.u32Height;
   std::vector<Draw> plan;
-  planLayer(l, la, Area{0, 0, out->width, out->height}, &plan);
-  draw(plan, backgroundOf(display::device_of(l)), *out);
-  return out;
+  planLayer(l, la, Area{0, 0, ow, oh}, &plan);
+  return compose(Target{kLayerTarget, l, ow, oh, format}, ow, oh, format, std::move(plan),
+                 backgroundOf(display::device_of(l)));
 }
 
 // ---- channels ---------------------------------------------------------------------
@@ -269,6 +397,7 @@ void show(Key at, const media::PicturePtr& pic) {
   auto steps = o->values.find("steps");
   if (o->values.count("paused") && --steps->second == 0) o->values.erase(steps);
   g_shown[at] = pic;
+  drawOnArrival(at, *o, pic);
 }
 
 bool wants(Key at) {

@@ -58,7 +58,7 @@ void output(VPSS_GRP grp, VPSS_CHN chn, const Object& o, const media::PicturePtr
   if (w != in->width || h != in->height || f != in->format || media::drawn(k)) {
     auto pic = media::Picture::make(w, h, f);
     if (!pic) return;
-    if (w == in->width && h == in->height && f == in->format) pic->data = in->data;
+    if (w == in->width && h == in->height && f == in->format) pic->bytes() = in->bytes();
     else media::scale(*in, nullptr, pic.get());
     pic->pts = in->pts;
     pic->seq = in->seq;

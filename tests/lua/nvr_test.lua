@@ -279,6 +279,78 @@ describe("The display", function()
     screen:Release()
   end)
 
+  it("draws a decoded picture alike at any scale, read or not, and never changes a screen frame held", function()
+    if needs(true) then return pending(needs(true)) end
+    local path = dir .. "/pattern.h264"
+    assert(os.execute(string.format("ffmpeg -v error -y -f lavfi -i testsrc=s=640x360:r=30 -frames:v 5 -c:v libx264 " ..
+                                    "-bsf:v h264_mp4toannexb -f h264 '%s'", path)))
+    local f = assert(io.open(path, "rb"))
+    local pattern = f:read("a")
+    f:close()
+    local _, layer, windows = display()
+    local rects = { { 0, 0, 640, 360 }, { 960, 0, 320, 180 }, { 0, 540, 958, 538 } }  -- as sent, halved, scaled up
+    local chn = decoder(0)
+    for i, rect in ipairs(rects) do
+      assert(windows[i]:SetAttr({ u32Priority = 0, stRect = rect }))
+      assert(Tessel.SYS.Bind(chn, windows[i]))
+    end
+    assert(chn:SendStream(pattern, -1))
+    local held = assert(layer:GetScreenFrame(0))
+    local first = assert(held:GetData())
+    -- the picture shown, read once, then drawn again from what was read
+    local shown = assert(windows[1]:GetFrame(0))
+    assert(shown:GetData())
+    shown:Release()
+    assert.are.equal(0, windows[1]:Hide())
+    assert(layer:GetScreenFrame(0)):Release()
+    assert.are.equal(0, windows[1]:Show())
+    local again = assert(layer:GetScreenFrame(0))
+    assert.is_true(assert(again:GetData()) == first, "the screen differs once the picture was read")
+    -- new pictures change the screen, not the frames held
+    for _, chunk in ipairs(pieces(input.red, 4096)) do assert(chn:SendStream(chunk, -1)) end
+    assert(layer:GetScreenFrame(0)):Release()
+    local shot = dir .. "/held.png"
+    sim.screenshot(0, shot)
+    local got = pixels(shot, { { 320, 180 }, { 1120, 90 }, { 480, 810 } })
+    for i = 1, 3 do assert.is_true(near(got[i], RGB.red), table.concat(got[i], ",")) end
+    assert.is_true(assert(held:GetData()) == first and assert(again:GetData()) == first, "a screen frame held changed")
+    held:Release()
+    again:Release()
+  end)
+
+  it("draws new pictures under a window above them, and redraws a window moved", function()
+    if needs() then return pending(needs()) end
+    local dev, _, windows = display(0x0000FF)
+    assert(windows[1]:SetAttr({ u32Priority = 0, stRect = { 0, 0, 1920, 1080 } }))
+    assert(windows[2]:SetAttr({ u32Priority = 1, stRect = { 960, 540, 640, 360 } }))
+    local under, above = decoder(0), decoder(1)
+    assert(Tessel.SYS.Bind(under, windows[1]))
+    assert(Tessel.SYS.Bind(above, windows[2]))
+    local red, green = frames(input.red), frames(input.green)
+    for _, chunk in ipairs(green) do assert(above:SendStream(chunk, -1)) end
+    local half = #red // 2
+    for i = 1, half do assert(under:SendStream(red[i], -1)) end
+    local shot = dir .. "/pip.png"
+    local decoded = real and { red = RGB.red, green = RGB.green } or { red = { 130, 130, 130 }, green = { 130, 130, 130 } }
+    sim.screenshot(dev, shot)
+    for i = half + 1, #red do assert(under:SendStream(red[i], -1)) end
+    sim.screenshot(dev, shot)
+    local got = pixels(shot, { { 1280, 720 }, { 480, 270 } })
+    assert.is_true(near(got[1], decoded.green), table.concat(got[1], ","))
+    assert.is_true(near(got[2], decoded.red), table.concat(got[2], ","))
+    -- moved between two looks, and moved again while pictures arrive below it
+    assert(windows[2]:SetAttr({ u32Priority = 1, stRect = { 0, 0, 640, 360 } }))
+    sim.screenshot(dev, shot)
+    got = pixels(shot, { { 320, 180 }, { 1280, 720 } })
+    assert.is_true(near(got[1], decoded.green) and near(got[2], decoded.red), table.concat(got[2], ","))
+    assert(windows[2]:SetAttr({ u32Priority = 1, stRect = { 1280, 0, 640, 360 } }))
+    for _, chunk in ipairs(pieces(input.white, 4096)) do assert(under:SendStream(chunk, -1)) end
+    sim.screenshot(dev, shot)
+    got = pixels(shot, { { 320, 180 }, { 1600, 180 } })
+    if real then assert.is_true(near(got[1], RGB.white), table.concat(got[1], ",")) end
+    assert.is_true(near(got[2], decoded.green), table.concat(got[2], ","))
+  end)
+
   it("keeps a paused channel's picture and shows one more for each step", function()
     if needs() then return pending(needs()) end
     local _, _, windows = display()

@@ -11,6 +11,7 @@
 // begins, or at flush.
 #include <algorithm>
 #include <cmath>
+#include <cstring>
 #include <map>
 #include <mutex>
 #include <string>
@@ -64,7 +65,7 @@ AVPixelFormat format_of(PIXEL_FORMAT_E f, bool* split) {
 // is left out); false when nothing is left.
 bool image_of(const Picture& pic, const RECT_S* crop, Image* out) {
     out->format = format_of(pic.format, &out->split);
-    if (out->format == AV_PIX_FMT_NONE || pic.planes == 0 || pic.data.empty()) return false;
+    if (out->format == AV_PIX_FMT_NONE || pic.planes == 0 || pic.size() == 0) return false;
     std::int64_t x = 0, y = 0, w = pic.width, h = pic.height;
     if (crop) {
         x = std::min<std::int64_t>(std::max<std::int64_t>(crop->s32X, 0), pic.width) & ~1;
@@ -355,6 +356,44 @@ private:
 };
 
 // ---- decoders ---------------------------------------------------------------------
+// A decoded picture's planar 4:2:0 planes, held (a reference on the
+// decoder's buffer) until the picture's bytes are made from them: the luma
+// rows, then V and U interleaved.
+class DecodedPlanes : public Origin {
+public:
+    explicit DecodedPlanes(const AVFrame* f) : frame_(av_frame_clone(f)) {
+        for (int i = 0; frame_ && i < 3; ++i) {
+            planes_.plane[i] = frame_->data[i];
+            planes_.stride[i] = frame_->linesize[i];
+        }
+    }
+    ~DecodedPlanes() override { av_frame_free(&frame_); }
+    DecodedPlanes(const DecodedPlanes&) = delete;
+    DecodedPlanes& operator=(const DecodedPlanes&) = delete;
+    bool kept() const { return frame_ != nullptr; }
+
+    void make(const Picture& pic, std::uint8_t* bytes) const override {
+        const std::size_t w = pic.width;
+        for (std::uint32_t r = 0; r < pic.rows[0]; ++r)
+            std::memcpy(bytes + r * w, planes_.plane[0] + (std::ptrdiff_t)r * planes_.stride[0], w);
+        for (std::uint32_t r = 0; r < pic.rows[1]; ++r) {
+            std::uint8_t* d = bytes + pic.offset[1] + r * w;
+            const std::uint8_t* u = planes_.plane[1] + (std::ptrdiff_t)r * planes_.stride[1];
+            const std::uint8_t* v = planes_.plane[2] + (std::ptrdiff_t)r * planes_.stride[2];
+            for (std::size_t x = 0; x + 1 < w; x += 2) {
+                d[x] = v[x / 2];
+                d[x + 1] = u[x / 2];
+            }
+            if (w & 1) d[w - 1] = v[w / 2];
+        }
+    }
+    const Planes420* planes() const override { return &planes_; }
+
+private:
+    AVFrame* frame_;
+    Planes420 planes_{};
+};
+
 // Bytes become pictures through the payload's parser, which finds where one
 // picture's bytes end, and the decoder. Bytes are taken as another payload's
 // (feed answers false) when a NAL unit has a header H.264 or H.265 cannot
@@ -444,10 +483,15 @@ private:
             int r = avcodec_receive_frame(ctx_, frame_);
             if (r == AVERROR(EAGAIN) || r == AVERROR_EOF) return 0;
             if (r < 0) return r;
-            MutablePicture pic = Picture::make((std::uint32_t)frame_->width, (std::uint32_t)frame_->height,
-                                               PIXEL_FORMAT_YUV_SEMIPLANAR_420);
+            const auto w = (std::uint32_t)frame_->width, h = (std::uint32_t)frame_->height;
+            MutablePicture pic;
+            if (frame_->format == AV_PIX_FMT_YUV420P) {
+                auto planes = std::make_shared<DecodedPlanes>(frame_);
+                if (planes->kept()) pic = Picture::make(w, h, PIXEL_FORMAT_YUV_SEMIPLANAR_420, planes);
+            }
             Image to;
-            if (pic && image_of(*pic, nullptr, &to) && convert_.run(image_of(frame_), to)) {
+            if (pic || ((pic = Picture::make(w, h, PIXEL_FORMAT_YUV_SEMIPLANAR_420)) && image_of(*pic, nullptr, &to) &&
+                        convert_.run(image_of(frame_), to))) {
                 std::int64_t t = frame_->best_effort_timestamp;
                 pic->pts = t == AV_NOPTS_VALUE ? 0 : (std::uint64_t)t;
                 out->push_back(pic);

@@ -29,7 +29,7 @@ constexpr std::uint8_t kStart[] = {0, 0, 0, 1};
 
 std::uint64_t checksum(const Picture& pic) {
     std::uint64_t h = 1469598103934665603ull;  // FNV-1a
-    for (std::uint8_t b : pic.data) h = (h ^ b) * 1099511628211ull;
+    for (std::uint8_t b : pic.bytes()) h = (h ^ b) * 1099511628211ull;
     return h;
 }
 
@@ -178,7 +178,7 @@ private:
         MutablePicture pic = Picture::make(width_ ? width_ : 16, height_ ? height_ : 16,
                                            PIXEL_FORMAT_YUV_SEMIPLANAR_420);
         if (!pic) return;
-        std::memset(pic->data.data(), 128, pic->data.size());
+        std::memset(pic->bytes().data(), 128, pic->size());
         pic->pts = pts;
         out->push_back(pic);
     }

@@ -26,6 +26,23 @@ Clock clock();
 std::int64_t now();
 
 // ---- pictures -----------------------------------------------------------------------
+// Planar 4:2:0 planes (a decoder's own) that a picture's bytes are made from.
+struct Planes420 {
+    const std::uint8_t* plane[3];  // Y, U, V
+    int stride[3];
+};
+
+struct Picture;
+// What makes a picture's bytes when they are first used: a decoded picture
+// keeps its decoder's planes until then, so that one only shown is never
+// converted (the display reads the planes themselves).
+class Origin {
+public:
+    virtual ~Origin() = default;
+    virtual void make(const Picture& pic, std::uint8_t* bytes) const = 0;  // all of them, in pic's layout
+    virtual const Planes420* planes() const = 0;    // null when they are not planar 4:2:0
+};
+
 // A picture in one block of memory, planes one after another. The platform's
 // semi-planar formats (PIXEL_FORMAT_YUV_SEMIPLANAR_420 and _422) hold a luma
 // plane and one plane of interleaved chroma, V before U; rows have no
@@ -35,16 +52,38 @@ struct Picture {
     PIXEL_FORMAT_E format = PIXEL_FORMAT_YUV_SEMIPLANAR_420;
     std::uint32_t planes = 0;
     std::uint32_t stride[3] = {0, 0, 0};
-    std::uint32_t offset[3] = {0, 0, 0};  // of each plane in data
+    std::uint32_t offset[3] = {0, 0, 0};  // of each plane in the bytes
     std::uint32_t rows[3] = {0, 0, 0};    // of each plane
-    std::vector<std::uint8_t> data;
     std::uint64_t pts = 0;  // microseconds
     std::uint32_t seq = 0;
 
-    // A picture of the format, black; false for formats not modelled.
+    // A picture of the format, black; null for formats not modelled.
     static std::shared_ptr<Picture> make(std::uint32_t width, std::uint32_t height, PIXEL_FORMAT_E format);
-    std::uint8_t* plane(int i) { return data.data() + offset[i]; }
-    const std::uint8_t* plane(int i) const { return data.data() + offset[i]; }
+    // A picture of the format whose bytes origin makes when they are first used.
+    static std::shared_ptr<Picture> make(std::uint32_t width, std::uint32_t height, PIXEL_FORMAT_E format,
+                                         std::shared_ptr<const Origin> origin);
+
+    // The bytes (made now if they were still to be made).
+    std::vector<std::uint8_t>& bytes() {
+        if (origin_) made();
+        return data_;
+    }
+    const std::vector<std::uint8_t>& bytes() const {
+        if (origin_) made();
+        return data_;
+    }
+    std::size_t size() const { return size_; }
+    std::uint8_t* plane(int i) { return bytes().data() + offset[i]; }
+    const std::uint8_t* plane(int i) const { return bytes().data() + offset[i]; }
+    // The planar planes the bytes are still to be made from; null once they
+    // are made, or when the origin's planes are not planar 4:2:0.
+    const Planes420* unmade() const { return origin_ ? origin_->planes() : nullptr; }
+
+private:
+    void made() const;
+    mutable std::vector<std::uint8_t> data_;
+    mutable std::shared_ptr<const Origin> origin_;
+    std::size_t size_ = 0;
 };
 using PicturePtr = std::shared_ptr<const Picture>;
 using MutablePicture = std::shared_ptr<Picture>;

@@ -46,7 +46,10 @@ bool modelled(PIXEL_FORMAT_E f) {
     return f == PIXEL_FORMAT_YUV_SEMIPLANAR_420 || f == PIXEL_FORMAT_YUV_SEMIPLANAR_422;
 }
 
-std::shared_ptr<Picture> Picture::make(std::uint32_t width, std::uint32_t height, PIXEL_FORMAT_E format) {
+namespace {
+
+// The layout of a picture of the format; null for formats not modelled.
+std::shared_ptr<Picture> laidOut(std::uint32_t width, std::uint32_t height, PIXEL_FORMAT_E format) {
     if (!modelled(format) || width == 0 || height == 0) return nullptr;
     auto p = std::make_shared<Picture>();
     p->width = width;
@@ -57,16 +60,41 @@ std::shared_ptr<Picture> Picture::make(std::uint32_t width, std::uint32_t height
     p->rows[0] = height;
     p->rows[1] = format == PIXEL_FORMAT_YUV_SEMIPLANAR_420 ? (height + 1) / 2 : height;
     p->offset[1] = width * height;
-    p->data.resize(static_cast<std::size_t>(width) * (p->rows[0] + p->rows[1]));
-    std::memset(p->data.data(), 16, p->offset[1]);                         // black
-    std::memset(p->data.data() + p->offset[1], 128, p->data.size() - p->offset[1]);
     return p;
 }
 
+}  // namespace
+
+std::shared_ptr<Picture> Picture::make(std::uint32_t width, std::uint32_t height, PIXEL_FORMAT_E format) {
+    auto p = laidOut(width, height, format);
+    if (!p) return nullptr;
+    p->size_ = static_cast<std::size_t>(width) * (p->rows[0] + p->rows[1]);
+    p->data_.resize(p->size_);
+    std::memset(p->data_.data(), 16, p->offset[1]);  // black
+    std::memset(p->data_.data() + p->offset[1], 128, p->size_ - p->offset[1]);
+    return p;
+}
+
+std::shared_ptr<Picture> Picture::make(std::uint32_t width, std::uint32_t height, PIXEL_FORMAT_E format,
+                                       std::shared_ptr<const Origin> origin) {
+    auto p = laidOut(width, height, format);
+    if (!p) return nullptr;
+    p->size_ = static_cast<std::size_t>(width) * (p->rows[0] + p->rows[1]);
+    p->origin_ = std::move(origin);
+    return p;
+}
+
+void Picture::made() const {
+    const std::shared_ptr<const Origin> origin = std::move(origin_);
+    origin_.reset();
+    data_.resize(size_);
+    origin->make(*this, data_.data());
+}
+
 void check_pool(Key maker, const Picture& pic) {
-    if (picture_block_fits(pic.data.size()) || !poolReported().insert(maker).second) return;
+    if (picture_block_fits(pic.size()) || !poolReported().insert(maker).second) return;
     finding("pool-too-small", label(maker) + " makes " + std::to_string(pic.width) + "x" + std::to_string(pic.height) +
-                                  " pictures of " + std::to_string(pic.data.size()) +
+                                  " pictures of " + std::to_string(pic.size()) +
                                   " bytes, larger than any block of the common and module pools: a board makes none");
 }
 
@@ -98,8 +126,8 @@ void lend(const PicturePtr& pic, VIDEO_FRAME_INFO_S* out) {
     f.u32Height = pic->height;
     f.u32Field = VIDEO_FIELD_FRAME;
     f.enPixelFormat = pic->format;
-    auto* bytes = const_cast<std::uint8_t*>(pic->data.data());
-    const std::uint32_t base = map_memory(bytes, pic->data.size());
+    auto* bytes = const_cast<std::uint8_t*>(pic->bytes().data());
+    const std::uint32_t base = map_memory(bytes, pic->size());
     for (std::uint32_t i = 0; i < pic->planes; ++i) {
         f.u32PhyAddr[i] = base + pic->offset[i];
         f.pVirAddr[i] = bytes + pic->offset[i];
