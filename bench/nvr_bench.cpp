@@ -3,8 +3,11 @@
 // channels bound to a 2x2 grid on a 1080p30 display, the screen composed
 // for every picture (GetScreenFrame, released), against the same bytes fed
 // to four of FFmpeg's decoders with nothing else done (their pictures,
-// never read, are never converted to the platform's format). The streams
-// are made beforehand by the simulator's own encoder from its test pattern.
+// never read, are never converted to the platform's format). The display
+// draws large decoded pictures on a thread of its own, as a board's display
+// runs beside its decoders; `taskset -c 0` measures it on one core. The
+// streams are made beforehand by the simulator's own encoder from its test
+// pattern.
 #include <chrono>
 #include <cstdio>
 #include <cstring>

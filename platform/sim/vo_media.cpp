@@ -9,11 +9,18 @@
 // source ticking at the display's rate while its destinations take
 // pictures: it composes its device or layer at its target size and frame
 // rate and hands the picture on (to an encoder, for a screen recording).
+#include <pthread.h>
+
 #include <algorithm>
 #include <climits>
+#include <condition_variable>
 #include <cstring>
+#include <deque>
 #include <map>
+#include <mutex>
 #include <string>
+#include <system_error>
+#include <thread>
 #include <tuple>
 #include <vector>
 
@@ -55,15 +62,16 @@ void fill(media::Picture& p, HI_U32 rgb) {
   }
 }
 
-// Where a picture's rows are read from: its bytes (chroma as VU pairs), or,
-// before they are made, its decoder's planar planes, whose U and V rows are
-// paired on the way.
-struct Rows {
+// What blit reads: a picture's bytes (chroma as VU pairs), or, before they
+// are made, its decoder's planar planes, whose U and V rows are paired on
+// the way; and the picture's height and rows of chroma.
+struct Source {
   const std::uint8_t* plane[3];
   std::ptrdiff_t stride[3];
   bool planar;
+  long long height, chromaRows;
 
-  explicit Rows(const media::Picture& pic) {
+  explicit Source(const media::Picture& pic) : height(pic.height), chromaRows(pic.rows[1]) {
     const media::Planes420* p = pic.unmade();
     planar = p != nullptr;
     for (int i = 0; i < 3; ++i) {
@@ -107,7 +115,7 @@ struct Rows {
 // Scales the crop of src into the area `to` of dst, sample by nearest
 // sample, clipped to dst; chroma goes in pairs, so the area is taken at
 // even positions and sizes.
-void blit(const media::Picture& src, const Area& crop, media::Picture& dst, Area to) {
+void blit(const Source& src, const Area& crop, media::Picture& dst, Area to) {
   to.x &= ~1LL;
   to.y &= ~1LL;
   to.w &= ~1LL;
@@ -116,14 +124,13 @@ void blit(const media::Picture& src, const Area& crop, media::Picture& dst, Area
   const long long x0 = std::max(to.x, 0LL), x1 = std::min(to.x + to.w, static_cast<long long>(dst.width) & ~1LL);
   const long long y0 = std::max(to.y, 0LL), y1 = std::min(to.y + to.h, static_cast<long long>(dst.height));
   if (x0 >= x1 || y0 >= y1) return;
-  const Rows rows(src);
-  static std::vector<std::uint32_t> xs;  // source column of each destination column
+  thread_local std::vector<std::uint32_t> xs;  // source column of each destination column
   xs.resize(static_cast<std::size_t>(x1 - x0));
   for (long long x = x0; x < x1; ++x) xs[x - x0] = static_cast<std::uint32_t>(crop.x + (x - to.x) * crop.w / to.w);
   const std::size_t n = xs.size();
   const bool copy = crop.w == to.w, half = crop.w == 2 * to.w;
   for (long long y = y0; y < y1; ++y) {
-    const std::uint8_t* s = rows.luma(crop.y + (y - to.y) * crop.h / to.h);
+    const std::uint8_t* s = src.luma(crop.y + (y - to.y) * crop.h / to.h);
     std::uint8_t* d = dst.plane(0) + y * dst.stride[0] + x0;
     if (copy) {
       std::memcpy(d, s + xs[0], n);
@@ -135,14 +142,14 @@ void blit(const media::Picture& src, const Area& crop, media::Picture& dst, Area
     }
   }
   // Chroma rows as the formats have them: one per luma row or per two.
-  const long long dstPer = dst.height / dst.rows[1], srcPer = src.height / src.rows[1];
+  const long long dstPer = dst.height / dst.rows[1], srcPer = src.height / src.chromaRows;
   for (long long r = y0 / dstPer; r < (y1 + dstPer - 1) / dstPer; ++r) {
     const long long sr = (crop.y + (r * dstPer - to.y) * crop.h / to.h) / srcPer;
     auto* d = reinterpret_cast<std::uint16_t*>(dst.plane(1) + r * dst.stride[1] + x0);
     if (copy || half) {
-      rows.chroma(sr, xs[0] / 2, n / 2, copy ? 1 : 2, d);
+      src.chroma(sr, xs[0] / 2, n / 2, copy ? 1 : 2, d);
     } else {
-      for (std::size_t i = 0; i < n / 2; ++i) d[i] = rows.pair(sr, xs[2 * i] / 2);
+      for (std::size_t i = 0; i < n / 2; ++i) d[i] = src.pair(sr, xs[2 * i] / 2);
     }
   }
 }
@@ -228,8 +235,92 @@ bool covers(const std::vector<Draw>& plan, const media::Picture& out) {
 // The background, then the pictures in order.
 void draw(const std::vector<Draw>& plan, HI_U32 background, media::Picture& out) {
   if (!covers(plan, out)) fill(out, background);
-  for (const Draw& d : plan) blit(*d.pic, d.crop, out, d.to);
+  for (const Draw& d : plan) blit(Source(*d.pic), d.crop, out, d.to);
 }
+
+// ---- drawing beside the caller ------------------------------------------------------
+// A large decoded picture arriving is drawn on the display's own thread
+// while the caller goes on (to decode the next picture), as a board's
+// display runs beside its decoders. A job reads only the decoder's planes,
+// which nobody writes (the job holds them), and writes only a kept picture
+// that nothing else touches until settle() has seen every job done.
+
+// Smaller pictures are drawn at once: handing them over costs more.
+constexpr long long kBesideFrom = 320 * 240;
+
+struct Job {
+  Source src;
+  std::shared_ptr<const media::Origin> planes;
+  Area crop, to;
+  media::Picture* into;
+};
+
+class Painter {
+public:
+  // Never destroyed: its thread may outlive the statics at exit.
+  static Painter& the() {
+    static Painter* p = new Painter;
+    return *p;
+  }
+
+  // False when there is no thread to draw on (then the caller draws).
+  bool post(Job job) {
+    std::lock_guard<std::mutex> hold(lock_);
+    if (!started_) {
+      try {
+        std::thread([this] { run(); }).detach();
+      } catch (const std::system_error&) {
+        return false;
+      }
+      started_ = true;
+    }
+    jobs_.push_back(std::move(job));
+    wake_.notify_one();
+    return true;
+  }
+
+  void settle() {
+    std::unique_lock<std::mutex> hold(lock_);
+    done_.wait(hold, [this] { return jobs_.empty() && !busy_; });
+  }
+
+private:
+  Painter() {
+    // A child has no drawing thread: nothing is left for one, and the
+    // next job starts one.
+    pthread_atfork(
+        [] {
+          the().settle();
+          the().lock_.lock();
+        },
+        [] { the().lock_.unlock(); },
+        [] {
+          the().started_ = false;
+          the().lock_.unlock();
+        });
+  }
+
+  void run() {
+    std::unique_lock<std::mutex> hold(lock_);
+    for (;;) {
+      wake_.wait(hold, [this] { return !jobs_.empty(); });
+      Job job = std::move(jobs_.front());
+      jobs_.pop_front();
+      busy_ = true;
+      hold.unlock();
+      blit(job.src, job.crop, *job.into, job.to);
+      job.planes.reset();
+      hold.lock();
+      busy_ = false;
+      if (jobs_.empty()) done_.notify_all();
+    }
+  }
+
+  std::mutex lock_;
+  std::condition_variable wake_, done_;
+  std::deque<Job> jobs_;
+  bool started_ = false, busy_ = false;
+};
 
 // ---- composed pictures ----------------------------------------------------------------
 // What a layer or a device showed when it was last composed at a size is
@@ -251,8 +342,13 @@ struct Composed {
   HI_U32 background = 0;
   int onArrival = 0;        // pictures still to be drawn as they arrive
 };
-std::map<Target, Composed> g_composed;
-const bool g_forgetComposed = (on_reset([] { g_composed.clear(); }), true);
+// Never destroyed: the drawing thread may be writing into its pictures at exit.
+std::map<Target, Composed>& g_composed = *new std::map<Target, Composed>;
+const bool g_forgetComposed = (on_reset([] {
+                                 Painter::the().settle();
+                                 g_composed.clear();
+                               }),
+                               true);
 
 // The area blit writes.
 Area drawnArea(const Area& to) { return Area{to.x & ~1LL, to.y & ~1LL, to.w & ~1LL, to.h & ~1LL}; }
@@ -277,6 +373,7 @@ std::vector<bool> aloneOf(const std::vector<Draw>& plan) {
 // else changed; else all drawn, into a new picture if the kept one is held.
 media::MutablePicture compose(const Target& target, std::uint32_t width, std::uint32_t height, PIXEL_FORMAT_E format,
                               std::vector<Draw> plan, HI_U32 background) {
+  Painter::the().settle();
   if (g_composed.size() >= 16 && !g_composed.count(target)) g_composed.clear();  // sizes seen once
   Composed& c = g_composed[target];
   bool kept = c.pic && c.pic.use_count() == 1 && c.background == background && c.plan.size() == plan.size();
@@ -287,7 +384,7 @@ media::MutablePicture compose(const Target& target, std::uint32_t width, std::ui
   }
   if (kept) {
     for (std::size_t i = 0; i < plan.size(); ++i)
-      if (c.plan[i].pic != plan[i].pic) blit(*plan[i].pic, plan[i].crop, *c.pic, plan[i].to);
+      if (c.plan[i].pic != plan[i].pic) blit(Source(*plan[i].pic), plan[i].crop, *c.pic, plan[i].to);
   } else {
     if (!c.pic || c.pic.use_count() != 1) c.pic = media::Picture::make(width, height, format);
     if (!c.pic) {
@@ -315,7 +412,10 @@ void drawOnArrival(Key chn, const Object& o, const media::PicturePtr& pic) {
       if (c.alone[i]) {
         d.pic = pic;
         d.crop = cropOf(o, *pic);
-        blit(*pic, d.crop, *c.pic, d.to);
+        const Area at = drawnArea(d.to);
+        Job job{Source(*pic), pic->origin(), d.crop, d.to, c.pic.get()};
+        if (!job.planes || at.w * at.h < kBesideFrom || !Painter::the().post(std::move(job)))
+          blit(Source(*pic), d.crop, *c.pic, d.to);
         --c.onArrival;
       }
       break;

@@ -78,6 +78,8 @@ struct Picture {
     // The planar planes the bytes are still to be made from; null once they
     // are made, or when the origin's planes are not planar 4:2:0.
     const Planes420* unmade() const { return origin_ ? origin_->planes() : nullptr; }
+    // What holds those planes (null once the bytes are made).
+    std::shared_ptr<const Origin> origin() const { return origin_; }
 
 private:
     void made() const;
