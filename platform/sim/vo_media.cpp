@@ -326,8 +326,8 @@ private:
 // What a layer or a device showed when it was last composed at a size is
 // kept: the next time, only the channels with a new picture are drawn again
 // when nothing else changed. For a while after someone looked, a new
-// picture is also drawn as it arrives, while the memory it was decoded into
-// is still in the processor's cache.
+// picture is also drawn as it arrives (beside the caller when it is large),
+// so that the next look finds the drawing done.
 
 // New pictures drawn as they arrive after someone last looked.
 constexpr int kDrawnOnArrival = 32;
