@@ -1,7 +1,9 @@
 // A soak of the simulator: one million platform calls with the journal at its
 // default bound, against the same calls journaled without a bound (measured
 // on a slice and scaled), side by side in one run. Resident memory is what a
-// script testing a pipeline for hours pays.
+// script testing a pipeline for hours pays: the target is on what the calls
+// add to the process once it is up (the media libraries the simulator loads
+// are resident before the first call).
 #include <cstdio>
 #include <cstring>
 #include <fstream>
@@ -49,8 +51,10 @@ int main() {
   // Bounded (the default), the full soak; then unbounded, on a slice: what
   // each journaled call costs (measured second: freed memory stays resident).
   powerOn();
+  soak(1000);  // the first calls' one-time allocations
+  const double up = residentMiB();
   soak(kCalls);
-  double after = residentMiB();
+  const double after = residentMiB(), added = after - up;
   const size_t kept = sim::journal_size(), dropped = sim::journal_dropped(), limit = sim::journal_limit();
   sim::reset();
   powerOn();
@@ -58,10 +62,10 @@ int main() {
   double before = residentMiB();
   soak(kSlice);
   double perCallKiB = (residentMiB() - before) * 1024 / kSlice;
-  bool ok = after < targetMiB;
+  bool ok = added < targetMiB;
   std::printf("simulator soak, %ld calls (SetChnAttr/GetChnAttr pairs):\n", kCalls);
-  std::printf("%-44s %8.1f MiB resident (target < %.0f MiB) %s\n", "journal bounded (the default)",
-              after, targetMiB, ok ? "ok" : "OVER");
+  std::printf("%-44s %8.1f MiB added, %.1f MiB resident (target < %.0f MiB added) %s\n",
+              "journal bounded (the default)", added, after, targetMiB, ok ? "ok" : "OVER");
   std::printf("%-44s %8.1f MiB (%.2f KiB per call, measured on %ld calls)\n",
               "journal unbounded, scaled", perCallKiB * kCalls / 1024, perCallKiB, kSlice);
   std::printf("%-44s %8zu kept (limit %zu), %zu dropped\n", "bounded journal after the soak", kept, limit,
