@@ -28,15 +28,13 @@ const char* keyName(lua_State* L, int idx) {
 
 // __index of object metatables and of static tables. Upvalue 1: the member
 // table (methods as functions, properties as light userdata entries) or the
-// static property table. Stack: object or table, key.
+// static property table. Stack: object or table, key. A property's getter
+// pushes its value above the entry, which is left where it is.
 int memberIndex(lua_State* L) {
   lua_settop(L, 2);
   lua_rawget(L, lua_upvalueindex(1));
-  if (lua_type(L, -1) == LUA_TLIGHTUSERDATA) {
-    const auto* prop = static_cast<const detail::PropEntry*>(lua_touserdata(L, -1));
-    lua_settop(L, 1);
-    return prop->get(L);
-  }
+  // Members are functions or property entries: only an entry is a userdata.
+  if (const void* entry = lua_touserdata(L, -1)) return static_cast<const detail::PropEntry*>(entry)->get(L);
   return 1;
 }
 
