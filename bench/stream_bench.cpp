@@ -56,7 +56,7 @@ int hand(lua_State* L) {
   HI_MPI_VENC_ReleaseStream(chn, &s);
   lua_pushlstring(L, bytes, total);
   lua_createtable(L, 0, 4);
-  lua_pushinteger(L, static_cast<lua_Integer>(kept[0].u64PTS));
+  lua_pushinteger(L, n ? static_cast<lua_Integer>(kept[0].u64PTS) : 0);
   lua_setfield(L, -2, "pts");
   lua_pushinteger(L, seq);
   lua_setfield(L, -2, "seq");

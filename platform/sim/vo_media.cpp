@@ -413,9 +413,11 @@ void drawOnArrival(Key chn, const Object& o, const media::PicturePtr& pic) {
         d.pic = pic;
         d.crop = cropOf(o, *pic);
         const Area at = drawnArea(d.to);
-        Job job{Source(*pic), pic->origin(), d.crop, d.to, c.pic.get()};
-        if (!job.planes || at.w * at.h < kBesideFrom || !Painter::the().post(std::move(job)))
-          blit(Source(*pic), d.crop, *c.pic, d.to);
+        const Source src(*pic);
+        std::shared_ptr<const media::Origin> planes = pic->origin();
+        if (!planes || at.w * at.h < kBesideFrom ||
+            !Painter::the().post(Job{src, std::move(planes), d.crop, d.to, c.pic.get()}))
+          blit(src, d.crop, *c.pic, d.to);
         --c.onArrival;
       }
       break;

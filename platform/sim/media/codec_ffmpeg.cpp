@@ -476,6 +476,19 @@ private:
         return ok && !(jpeg && (r == AVERROR_INVALIDDATA || e == AVERROR_INVALIDDATA));
     }
 
+    // The platform's picture of a decoded frame: planar 4:2:0 kept as it is
+    // until read, anything else converted now; null when that fails.
+    MutablePicture picture_of(AVFrame* f) {
+        const auto w = (std::uint32_t)f->width, h = (std::uint32_t)f->height;
+        if (f->format == AV_PIX_FMT_YUV420P) {
+            auto planes = std::make_shared<DecodedPlanes>(f);
+            if (planes->kept()) return Picture::make(w, h, PIXEL_FORMAT_YUV_SEMIPLANAR_420, planes);
+        }
+        MutablePicture pic = Picture::make(w, h, PIXEL_FORMAT_YUV_SEMIPLANAR_420);
+        Image to;
+        return pic && image_of(*pic, nullptr, &to) && convert_.run(image_of(f), to) ? pic : nullptr;
+    }
+
     // Pictures the decoder has ready, in the platform's format; the
     // decoder's error, if it ended with one.
     int receive(std::vector<PicturePtr>* out) {
@@ -483,15 +496,8 @@ private:
             int r = avcodec_receive_frame(ctx_, frame_);
             if (r == AVERROR(EAGAIN) || r == AVERROR_EOF) return 0;
             if (r < 0) return r;
-            const auto w = (std::uint32_t)frame_->width, h = (std::uint32_t)frame_->height;
-            MutablePicture pic;
-            if (frame_->format == AV_PIX_FMT_YUV420P) {
-                auto planes = std::make_shared<DecodedPlanes>(frame_);
-                if (planes->kept()) pic = Picture::make(w, h, PIXEL_FORMAT_YUV_SEMIPLANAR_420, planes);
-            }
-            Image to;
-            if (pic || ((pic = Picture::make(w, h, PIXEL_FORMAT_YUV_SEMIPLANAR_420)) && image_of(*pic, nullptr, &to) &&
-                        convert_.run(image_of(frame_), to))) {
+            MutablePicture pic = picture_of(frame_);
+            if (pic) {
                 std::int64_t t = frame_->best_effort_timestamp;
                 pic->pts = t == AV_NOPTS_VALUE ? 0 : (std::uint64_t)t;
                 out->push_back(pic);

@@ -72,7 +72,10 @@ struct Picture {
         if (origin_) made();
         return data_;
     }
-    std::size_t size() const { return size_; }
+    // The bytes' size, made or not: the last plane ends them.
+    std::size_t size() const {
+        return planes ? offset[planes - 1] + static_cast<std::size_t>(stride[planes - 1]) * rows[planes - 1] : 0;
+    }
     std::uint8_t* plane(int i) { return bytes().data() + offset[i]; }
     const std::uint8_t* plane(int i) const { return bytes().data() + offset[i]; }
     // The planar planes the bytes are still to be made from; null once they
@@ -85,7 +88,6 @@ private:
     void made() const;
     mutable std::vector<std::uint8_t> data_;
     mutable std::shared_ptr<const Origin> origin_;
-    std::size_t size_ = 0;
 };
 using PicturePtr = std::shared_ptr<const Picture>;
 using MutablePicture = std::shared_ptr<Picture>;

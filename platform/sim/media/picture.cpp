@@ -68,10 +68,9 @@ std::shared_ptr<Picture> laidOut(std::uint32_t width, std::uint32_t height, PIXE
 std::shared_ptr<Picture> Picture::make(std::uint32_t width, std::uint32_t height, PIXEL_FORMAT_E format) {
     auto p = laidOut(width, height, format);
     if (!p) return nullptr;
-    p->size_ = static_cast<std::size_t>(width) * (p->rows[0] + p->rows[1]);
-    p->data_.resize(p->size_);
+    p->data_.resize(p->size());
     std::memset(p->data_.data(), 16, p->offset[1]);  // black
-    std::memset(p->data_.data() + p->offset[1], 128, p->size_ - p->offset[1]);
+    std::memset(p->data_.data() + p->offset[1], 128, p->size() - p->offset[1]);
     return p;
 }
 
@@ -79,7 +78,6 @@ std::shared_ptr<Picture> Picture::make(std::uint32_t width, std::uint32_t height
                                        std::shared_ptr<const Origin> origin) {
     auto p = laidOut(width, height, format);
     if (!p) return nullptr;
-    p->size_ = static_cast<std::size_t>(width) * (p->rows[0] + p->rows[1]);
     p->origin_ = std::move(origin);
     return p;
 }
@@ -87,7 +85,7 @@ std::shared_ptr<Picture> Picture::make(std::uint32_t width, std::uint32_t height
 void Picture::made() const {
     const std::shared_ptr<const Origin> origin = std::move(origin_);
     origin_.reset();
-    data_.resize(size_);
+    data_.resize(size());
     origin->make(*this, data_.data());
 }
 
